@@ -1,0 +1,21 @@
+# Cross build: Varen_CA.dll, its Wine test programs and benchmarks, all in the
+# top of the build tree so that test programs load the DLL from their own folder.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+
+# Everything static but the system DLLs: no libstdc++, libgcc or libssp DLLs.
+set(VAREN_HARDENING -fstack-protector-strong)
+set(VAREN_LINK_HARDENING -static -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+
+set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version)
+
+file(GLOB VAREN_DLL_SOURCES CONFIGURE_DEPENDS ${VAREN_ALL_GLOBS})
+add_library(Varen_CA SHARED ${VAREN_DLL_SOURCES} ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
+set_target_properties(Varen_CA PROPERTIES PREFIX "" OUTPUT_NAME Varen_CA)
+target_include_directories(Varen_CA PRIVATE ${CMAKE_SOURCE_DIR})
+target_compile_options(Varen_CA PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -ffunction-sections -fdata-sections)
+target_link_options(Varen_CA PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s)
+target_link_libraries(Varen_CA PRIVATE ${VAREN_SYSTEM_LIBS})
+
+include(${CMAKE_CURRENT_LIST_DIR}/WineTests.cmake)

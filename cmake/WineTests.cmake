@@ -1,0 +1,72 @@
+# Wine test bench: GoogleTest programs cross-built and run by CTest under Wine in a
+# private 64-bit prefix inside the build tree. The prefix is made afresh by the
+# fixture test "wine_prefix" at the start of every CTest run that needs it.
+set(VAREN_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine-run)
+set(VAREN_WINE_ENV "WINEPREFIX=${VAREN_WINEPREFIX}")
+
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)
+add_subdirectory(${GTEST_SOURCE_DIR} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+
+add_test(NAME wine_prefix COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix create ${VAREN_WINEPREFIX})
+add_test(NAME wine_prefix_stop COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix stop ${VAREN_WINEPREFIX})
+set_tests_properties(wine_prefix PROPERTIES FIXTURES_SETUP wine)
+set_tests_properties(wine_prefix_stop PROPERTIES FIXTURES_CLEANUP wine)
+
+# A program that records its command line, used in place of the tools actions start.
+add_executable(standin ${CMAKE_SOURCE_DIR}/tests/support/standin.cpp)
+target_compile_options(standin PRIVATE ${VAREN_WARNINGS})
+target_link_options(standin PRIVATE -static -municode)
+
+file(GLOB VAREN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/support/*_support.cpp)
+add_library(varen_test_support STATIC ${VAREN_SUPPORT_SOURCES})
+target_include_directories(varen_test_support PUBLIC ${CMAKE_SOURCE_DIR})
+target_compile_options(varen_test_support PRIVATE ${VAREN_WARNINGS})
+target_link_libraries(varen_test_support PUBLIC GTest::gtest ${VAREN_SYSTEM_LIBS} rpcrt4)
+
+# Every test program declares Windows 10 support, so GetVersionExW reports 10.0.
+set(VAREN_TEST_MANIFEST_RC ${CMAKE_SOURCE_DIR}/tests/support/win10.rc)
+
+# One test program per tests/wine/*_test.cpp; they share the prefix, so they run
+# one at a time (RESOURCE_LOCK) while host tests run beside them.
+function(varen_wine_test name)
+    add_executable(${name} ${ARGN} ${VAREN_TEST_MANIFEST_RC})
+    target_link_libraries(${name} PRIVATE varen_test_support GTest::gtest_main)
+    target_compile_options(${name} PRIVATE ${VAREN_WARNINGS})
+    target_link_options(${name} PRIVATE -static)
+    add_dependencies(${name} Varen_CA standin)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
+        ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 300)
+endfunction()
+
+file(GLOB VAREN_WINE_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/wine/*_test.cpp)
+foreach(src IN LISTS VAREN_WINE_TESTS)
+    get_filename_component(name ${src} NAME_WE)
+    varen_wine_test(${name} ${src})
+endforeach()
+
+# The DLL's imports and exports, checked from the host with objdump.
+add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image
+    ${CMAKE_BINARY_DIR}/Varen_CA.dll ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
+
+# End-to-end: packages built with msitools and installed through msiexec.
+file(GLOB VAREN_E2E_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/e2e/*.test)
+foreach(script IN LISTS VAREN_E2E_TESTS)
+    get_filename_component(name ${script} NAME_WE)
+    add_test(NAME e2e_${name} COMMAND bash ${script} ${CMAKE_BINARY_DIR})
+    set_tests_properties(e2e_${name} PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
+        ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 300)
+endforeach()
+
+# Benchmarks: built with the rest, run by scripts/bench (never as tests).
+file(GLOB VAREN_BENCHES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/*_bench.cpp)
+foreach(src IN LISTS VAREN_BENCHES)
+    get_filename_component(name ${src} NAME_WE)
+    add_executable(${name} ${src} ${VAREN_TEST_MANIFEST_RC})
+    target_link_libraries(${name} PRIVATE varen_test_support)
+    target_compile_options(${name} PRIVATE ${VAREN_WARNINGS})
+    target_link_options(${name} PRIVATE -static)
+    add_dependencies(${name} Varen_CA)
+endforeach()

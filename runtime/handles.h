@@ -1,0 +1,55 @@
+// Owners for the handles the library opens. Each closes its handle in the
+// routine that opened it, when the owner goes out of scope.
+#pragma once
+
+#include <windows.h>
+#include <msi.h>
+#include <shlobj.h>
+
+#include <utility>
+
+// One owner type per close function: THandle is the raw type, Close releases it
+// and kNull is the value that means "nothing to close".
+template <typename THandle, auto Close, THandle kNull = THandle{}>
+class UniqueResource {
+  public:
+    UniqueResource() = default;
+    explicit UniqueResource(THandle h) : m_h(h) {}
+    UniqueResource(const UniqueResource&) = delete;
+    UniqueResource& operator=(const UniqueResource&) = delete;
+    UniqueResource(UniqueResource&& other) noexcept : m_h(other.release()) {}
+    UniqueResource& operator=(UniqueResource&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ~UniqueResource() { reset(); }
+
+    THandle get() const { return m_h; }
+    explicit operator bool() const { return m_h != kNull; }
+    // For out-parameters of the opening call: closes what is held first.
+    THandle* put() {
+        reset();
+        return &m_h;
+    }
+    THandle release() { return std::exchange(m_h, kNull); }
+    void reset(THandle h = kNull) {
+        if (m_h != kNull) {
+            Close(m_h);
+        }
+        m_h = h;
+    }
+
+  private:
+    THandle m_h = kNull;
+};
+
+using UniqueMsiHandle = UniqueResource<MSIHANDLE, &MsiCloseHandle>;
+using UniqueRegKey = UniqueResource<HKEY, &RegCloseKey>;
+using UniqueHandle = UniqueResource<HANDLE, &CloseHandle>;
+using UniqueLocalMemory = UniqueResource<HLOCAL, &LocalFree>;
+using UniqueSid = UniqueResource<PSID, &FreeSid>;
+
+inline void FreeShellItemList(PIDLIST_ABSOLUTE pidl) {
+    CoTaskMemFree(pidl);
+}
+using UniqueItemList = UniqueResource<PIDLIST_ABSOLUTE, &FreeShellItemList>;

@@ -1,0 +1,52 @@
+// Arranging and inspecting registry state in both views.
+#pragma once
+
+#include <windows.h>
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The 64-bit view (this module's native one) and the 32-bit view.
+enum class View { Native, Wow32 };
+inline constexpr View kBothViews[] = {View::Native, View::Wow32};
+
+REGSAM ViewFlag(View view);
+const char* ViewName(View view);
+
+void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
+void SetString(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
+               const std::wstring& strValue);
+void SetDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName, DWORD dwValue);
+// Raw data of any type and size (odd sizes, missing terminators).
+void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName, DWORD dwType,
+            const void* pData, DWORD cbData);
+
+bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
+bool ValueExists(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
+std::optional<std::wstring> ReadString(HKEY hRoot, View view, const std::wstring& strPath,
+                                       const std::wstring& strName);
+std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
+// Type and raw bytes of a value, for checks on exact stored data.
+std::optional<std::pair<DWORD, std::vector<BYTE>>> ReadRaw(HKEY hRoot, View view, const std::wstring& strPath,
+                                                           const std::wstring& strName);
+std::vector<std::wstring> SubKeyNames(HKEY hRoot, View view, const std::wstring& strPath);
+
+// Removes a key and everything below it; a missing key is fine.
+void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath);
+
+// Removes the given keys in both views now and again when it goes out of scope,
+// so each test starts and ends clean.
+class RegistryScope {
+  public:
+    RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths);
+    ~RegistryScope();
+    RegistryScope(const RegistryScope&) = delete;
+    RegistryScope& operator=(const RegistryScope&) = delete;
+
+  private:
+    void Clear() const;
+    HKEY m_hRoot;
+    std::vector<std::wstring> m_paths;
+};

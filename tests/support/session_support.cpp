@@ -1,0 +1,186 @@
+#include "tests/support/session_support.h"
+
+#include <msiquery.h>
+#include <msidefs.h>
+#include <rpc.h>
+#include <wtypes.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace {
+
+std::wstring Quote(const std::wstring& strText) {
+    std::wstring strQuoted = L"'";
+    for (wchar_t ch : strText) {
+        strQuoted += ch;
+        if (ch == L'\'') {
+            strQuoted += L'\'';
+        }
+    }
+    return strQuoted + L"'";
+}
+
+void Run(MSIHANDLE hDatabase, const std::wstring& strQuery) {
+    MSIHANDLE hView = 0;
+    UINT uResult = MsiDatabaseOpenViewW(hDatabase, strQuery.c_str(), &hView);
+    if (uResult == ERROR_SUCCESS) {
+        uResult = MsiViewExecute(hView, 0);
+        MsiCloseHandle(hView);
+    }
+    if (uResult != ERROR_SUCCESS) {
+        throw std::runtime_error("package query failed");
+    }
+}
+
+void InsertRows(MSIHANDLE hDatabase, const wchar_t* szTable, const PropertyRows& rows) {
+    for (const auto& [strName, strValue] : rows) {
+        Run(hDatabase, std::wstring(L"INSERT INTO `") + szTable + L"` (`Property`, `Value`) VALUES (" +
+                           Quote(strName) + L", " + Quote(strValue) + L")");
+    }
+}
+
+std::wstring TempFolder() {
+    wchar_t szTemp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, szTemp);
+    return szTemp;
+}
+
+} // namespace
+
+std::wstring NewGuid() {
+    UUID uuid;
+    UuidCreate(&uuid);
+    RPC_WSTR szUuid = nullptr;
+    UuidToStringW(&uuid, &szUuid);
+    std::wstring strGuid = L"{" + std::wstring(reinterpret_cast<wchar_t*>(szUuid)) + L"}";
+    RpcStringFreeW(&szUuid);
+    for (wchar_t& ch : strGuid) {
+        ch = towupper(ch);
+    }
+    return strGuid;
+}
+
+std::wstring BuildPackage(const PackageSpec& spec) {
+    const std::wstring strPath = TempFolder() + L"varen_" + NewGuid() + L".msi";
+    MSIHANDLE hDatabase = 0;
+    if (MsiOpenDatabaseW(strPath.c_str(), reinterpret_cast<LPCWSTR>(MSIDBOPEN_CREATE), &hDatabase) !=
+        ERROR_SUCCESS) {
+        throw std::runtime_error("cannot create package");
+    }
+    Run(hDatabase, L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL "
+                   L"PRIMARY KEY `Property`)");
+    PropertyRows properties = spec.properties;
+    properties.emplace_back(L"ProductCode", NewGuid());
+    InsertRows(hDatabase, L"Property", properties);
+    if (spec.orxRows) {
+        // Both columns form the key, so a package may carry one name twice.
+        Run(hDatabase, L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, `Value` "
+                       L"LONGCHAR NOT NULL PRIMARY KEY `Property`, `Value`)");
+        InsertRows(hDatabase, L"ORX_InstallProperties", *spec.orxRows);
+    }
+    MSIHANDLE hSummary = 0;
+    MsiGetSummaryInformationW(hDatabase, nullptr, 4, &hSummary);
+    MsiSummaryInfoSetPropertyW(hSummary, PID_TEMPLATE, VT_LPSTR, 0, nullptr, L"x64;1033");
+    MsiSummaryInfoSetPropertyW(hSummary, PID_REVNUMBER, VT_LPSTR, 0, nullptr, NewGuid().c_str());
+    MsiSummaryInfoSetPropertyW(hSummary, PID_PAGECOUNT, VT_I4, 200, nullptr, nullptr);
+    MsiSummaryInfoSetPropertyW(hSummary, PID_WORDCOUNT, VT_I4, 2, nullptr, nullptr);
+    MsiSummaryInfoPersist(hSummary);
+    MsiCloseHandle(hSummary);
+    const UINT uCommit = MsiDatabaseCommit(hDatabase);
+    MsiCloseHandle(hDatabase);
+    if (uCommit != ERROR_SUCCESS) {
+        throw std::runtime_error("cannot commit package");
+    }
+    return strPath;
+}
+
+ActionSession::ActionSession(const PackageSpec& spec) : m_strPackage(BuildPackage(spec)) {
+    MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+    MsiSetExternalUIRecord(&ActionSession::OnRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER, this, nullptr);
+    if (MsiOpenPackageExW(m_strPackage.c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE, &m_hSession) !=
+        ERROR_SUCCESS) {
+        throw std::runtime_error("cannot open package");
+    }
+    m_records.clear(); // the installer's own "Logging started" line
+    m_hDll = LoadLibraryW(L"Varen_CA.dll");
+    if (!m_hDll) {
+        throw std::runtime_error("cannot load Varen_CA.dll");
+    }
+}
+
+ActionSession::~ActionSession() {
+    FreeLibrary(m_hDll);
+    MsiCloseHandle(m_hSession);
+    MsiSetExternalUIRecord(nullptr, 0, nullptr, nullptr);
+    DeleteFileW(m_strPackage.c_str());
+}
+
+int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord) {
+    auto* pSession = static_cast<ActionSession*>(pContext);
+    DWORD cchText = 0;
+    wchar_t szEmpty[1] = L"";
+    MsiRecordGetStringW(hRecord, 0, szEmpty, &cchText);
+    std::wstring strText(cchText + 1, L'\0');
+    ++cchText;
+    MsiRecordGetStringW(hRecord, 0, strText.data(), &cchText);
+    strText.resize(cchText);
+    pSession->m_records.push_back({uType, strText});
+    return (uType & 0xFF000000) == INSTALLMESSAGE_USER ? pSession->m_iUserAnswer : 0;
+}
+
+UINT ActionSession::Call(const char* szName) {
+    return CallWith(szName, m_hSession);
+}
+
+UINT ActionSession::CallWith(const char* szName, MSIHANDLE hInstall) {
+    using Action = UINT(__stdcall*)(MSIHANDLE);
+    auto pfnAction = reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(m_hDll, szName)));
+    if (!pfnAction) {
+        ADD_FAILURE() << "Varen_CA.dll does not export " << szName;
+        return 0xDEADBEEF;
+    }
+    return pfnAction(hInstall);
+}
+
+std::vector<std::wstring> ActionSession::Lines() const {
+    std::vector<std::wstring> lines;
+    for (const CapturedRecord& record : m_records) {
+        if ((record.uType & 0xFF000000) == INSTALLMESSAGE_INFO) {
+            lines.push_back(record.strText);
+        }
+    }
+    return lines;
+}
+
+std::wstring ActionSession::Property(const wchar_t* szName) const {
+    DWORD cchValue = 0;
+    wchar_t szEmpty[1] = L"";
+    MsiGetPropertyW(m_hSession, szName, szEmpty, &cchValue);
+    std::wstring strValue(cchValue + 1, L'\0');
+    ++cchValue;
+    MsiGetPropertyW(m_hSession, szName, strValue.data(), &cchValue);
+    strValue.resize(cchValue);
+    return strValue;
+}
+
+void ActionSession::SetProperty(const wchar_t* szName, const std::wstring& strValue) {
+    ASSERT_EQ(ERROR_SUCCESS, MsiSetPropertyW(m_hSession, szName, strValue.c_str()));
+}
+
+int ActionSession::CloseLeftoverHandles() {
+    // MsiCloseAllHandles also takes the session; count it out and reopen nothing:
+    // callers use this as the last step of a test.
+    const int cClosed = static_cast<int>(MsiCloseAllHandles());
+    m_hSession = 0;
+    return cClosed - 1;
+}
+
+std::wstring JoinLines(const std::vector<std::wstring>& lines) {
+    std::wstring strAll;
+    for (const std::wstring& strLine : lines) {
+        strAll += L"[" + strLine + L"]\n";
+    }
+    return strAll;
+}

@@ -1,0 +1,79 @@
+// The session bench: a small package built at test time, opened as a real
+// installer session, with every INFO and USER record captured raw (field 0,
+// unformatted) and the built Varen_CA.dll loaded afresh for each session, so its
+// globals start at zero as they do when the installer loads it.
+#pragma once
+
+#include <windows.h>
+#include <msi.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+using PropertyRows = std::vector<std::pair<std::wstring, std::wstring>>;
+
+struct PackageSpec {
+    // Rows of the Property table; a fresh ProductCode is always added.
+    PropertyRows properties;
+    // Rows of ORX_InstallProperties; no such table when empty optional.
+    std::optional<PropertyRows> orxRows;
+};
+
+inline PackageSpec WithProperties(PropertyRows properties) {
+    return {std::move(properties), std::nullopt};
+}
+
+// Builds PackageSpec into a new .msi file in the temporary folder and returns
+// its path; the caller removes it.
+std::wstring BuildPackage(const PackageSpec& spec);
+
+// A new GUID in registry form, "{...}".
+std::wstring NewGuid();
+
+struct CapturedRecord {
+    UINT uType; // the message type with its flags (INSTALLMESSAGE_INFO, _USER + style)
+    std::wstring strText;
+};
+
+class ActionSession {
+  public:
+    explicit ActionSession(const PackageSpec& spec = {});
+    ~ActionSession();
+    ActionSession(const ActionSession&) = delete;
+    ActionSession& operator=(const ActionSession&) = delete;
+
+    // Calls the export szName of the DLL loaded for this session with hInstall
+    // (the session's own handle unless given).
+    UINT Call(const char* szName);
+    UINT CallWith(const char* szName, MSIHANDLE hInstall);
+
+    // The INFO lines logged since the session opened (or since ClearLines).
+    std::vector<std::wstring> Lines() const;
+    std::vector<CapturedRecord> Records() const { return m_records; }
+    void ClearLines() { m_records.clear(); }
+
+    std::wstring Property(const wchar_t* szName) const;
+    void SetProperty(const wchar_t* szName, const std::wstring& strValue);
+    MSIHANDLE Handle() const { return m_hSession; }
+
+    // The answer the captured USER messages get (0 lets the installer decide).
+    void SetUserAnswer(int iAnswer) { m_iUserAnswer = iAnswer; }
+
+    // Closes every MSI handle still open in the process apart from the
+    // session's own (handles an action left open) and returns how many.
+    int CloseLeftoverHandles();
+
+  private:
+    static int __stdcall OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord);
+
+    std::wstring m_strPackage;
+    MSIHANDLE m_hSession = 0;
+    HMODULE m_hDll = nullptr;
+    std::vector<CapturedRecord> m_records;
+    int m_iUserAnswer = 0;
+};
+
+// Lines of a capture as one text, one per row, for readable failure output.
+std::wstring JoinLines(const std::vector<std::wstring>& lines);
