@@ -10,11 +10,16 @@ add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WIN
 
 set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version)
 
+# The library's code is built once as objects: linked into the DLL, and into
+# white-box test programs that call helpers below the exports directly.
 file(GLOB VAREN_DLL_SOURCES CONFIGURE_DEPENDS ${VAREN_ALL_GLOBS})
-add_library(Varen_CA SHARED ${VAREN_DLL_SOURCES} ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
+add_library(varen_core OBJECT ${VAREN_DLL_SOURCES})
+target_include_directories(varen_core PUBLIC ${CMAKE_SOURCE_DIR})
+target_compile_options(varen_core PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -ffunction-sections -fdata-sections)
+target_link_libraries(varen_core PUBLIC ${VAREN_SYSTEM_LIBS})
+
+add_library(Varen_CA SHARED $<TARGET_OBJECTS:varen_core> ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
 set_target_properties(Varen_CA PROPERTIES PREFIX "" OUTPUT_NAME Varen_CA)
-target_include_directories(Varen_CA PRIVATE ${CMAKE_SOURCE_DIR})
-target_compile_options(Varen_CA PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -ffunction-sections -fdata-sections)
 target_link_options(Varen_CA PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s)
 target_link_libraries(Varen_CA PRIVATE ${VAREN_SYSTEM_LIBS})
 

@@ -28,11 +28,13 @@ target_link_libraries(varen_test_support PUBLIC GTest::gtest ${VAREN_SYSTEM_LIBS
 # Every test program declares Windows 10 support, so GetVersionExW reports 10.0.
 set(VAREN_TEST_MANIFEST_RC ${CMAKE_SOURCE_DIR}/tests/support/win10.rc)
 
-# One test program per tests/wine/*_test.cpp; they share the prefix, so they run
-# one at a time (RESOURCE_LOCK) while host tests run beside them.
+# One test program per tests/wine/*_test.cpp. Each also links the library's
+# objects, so it can call helpers directly (with g_hInstall set to its session);
+# actions themselves are called through the built DLL. The programs share the
+# prefix, so they run one at a time (RESOURCE_LOCK) while host tests run beside them.
 function(varen_wine_test name)
     add_executable(${name} ${ARGN} ${VAREN_TEST_MANIFEST_RC})
-    target_link_libraries(${name} PRIVATE varen_test_support GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE varen_core varen_test_support GTest::gtest_main)
     target_compile_options(${name} PRIVATE ${VAREN_WARNINGS})
     target_link_options(${name} PRIVATE -static)
     add_dependencies(${name} Varen_CA standin)
