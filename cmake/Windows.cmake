@@ -17,6 +17,7 @@ add_library(varen_core OBJECT ${VAREN_DLL_SOURCES})
 target_include_directories(varen_core PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(varen_core PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -ffunction-sections -fdata-sections)
 target_link_libraries(varen_core PUBLIC ${VAREN_SYSTEM_LIBS})
+target_link_options(varen_core INTERFACE -fstack-protector-strong)
 
 add_library(Varen_CA SHARED $<TARGET_OBJECTS:varen_core> ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
 set_target_properties(Varen_CA PROPERTIES PREFIX "" OUTPUT_NAME Varen_CA)
