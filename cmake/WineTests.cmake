@@ -53,7 +53,13 @@ endforeach()
 add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image
     ${CMAKE_BINARY_DIR}/Varen_CA.dll ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
 
-# End-to-end: packages built with msitools and installed through msiexec.
+# End-to-end: packages built with msitools and installed through msiexec. The
+# probe DLL stands in for deferred partners that are not part of Varen_CA.
+add_library(probe_ca SHARED ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.cpp ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.def)
+set_target_properties(probe_ca PROPERTIES PREFIX "")
+target_compile_options(probe_ca PRIVATE ${VAREN_WARNINGS})
+target_link_options(probe_ca PRIVATE -static)
+target_link_libraries(probe_ca PRIVATE msi)
 file(GLOB VAREN_E2E_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/e2e/*.test)
 foreach(script IN LISTS VAREN_E2E_TESTS)
     get_filename_component(name ${script} NAME_WE)

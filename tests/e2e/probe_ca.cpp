@@ -1,0 +1,23 @@
+// A deferred action for end-to-end packages: logs the CustomActionData it was
+// given, so a test can see what an immediate action of Varen_CA handed on. The
+// installer formats the line, so it avoids brackets and braces; "|" ends the data.
+#include <windows.h>
+#include <msi.h>
+#include <msiquery.h>
+
+#include <string>
+
+extern "C" UINT __stdcall LogCustomActionData(MSIHANDLE hInstall) {
+    wchar_t szEmpty[1] = L"";
+    DWORD cchData = 0;
+    MsiGetPropertyW(hInstall, L"CustomActionData", szEmpty, &cchData);
+    std::wstring strData(++cchData, L'\0');
+    MsiGetPropertyW(hInstall, L"CustomActionData", strData.data(), &cchData);
+    strData.resize(cchData);
+    const std::wstring strLine = L"probe CustomActionData=" + strData + L"|";
+    MSIHANDLE hRecord = MsiCreateRecord(0);
+    MsiRecordSetStringW(hRecord, 0, strLine.c_str());
+    MsiProcessMessage(hInstall, INSTALLMESSAGE_INFO, hRecord);
+    MsiCloseHandle(hRecord);
+    return ERROR_SUCCESS;
+}
