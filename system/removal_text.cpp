@@ -1,0 +1,62 @@
+#include "system/removal_text.h"
+
+std::wstring BuildShellDeleteSource(std::wstring_view strPath, bool fDropTrailingQuote) {
+    std::wstring strSource(strPath.size() + 2, L'\0');
+    strPath.copy(strSource.data(), strPath.size());
+    if (fDropTrailingQuote && !strPath.empty() && strPath.back() == L'"') {
+        strSource[strPath.size() - 1] = L'\0';
+    }
+    return strSource;
+}
+
+const wchar_t* ShellOperationMessage(int iResult) {
+    switch (iResult) {
+    case 0x71:
+        return L"Source and destination file are the same";
+    case 0x72:
+        return L"Multiple paths were specified in the source of the operation, but only one "
+               L"destination path";
+    case 0x73:
+        return L"Rename operation was specified but the destination path is a different directory. "
+               L" Use "
+               L"move instead.";
+    case 0x74:
+        return L"Source is a root directory, cannot be moved or renamed";
+    case 0x75:
+        return L"Operation was cancelled by the user (or silently cancelled if the specified flags "
+               L"were "
+               L"supplied to SHFileOperation)";
+    case 0x76:
+        return L"The destination is a sub-tree of the source";
+    case 0x78:
+        return L"Security problems on source";
+    case 0x79:
+        return L"The source or destination path exceeded or would exceed MAX_PATH";
+    case 0x7A:
+        return L"Operation involved multiple destination paths which can fail in the case of a "
+               L"move operation";
+    case 0x7C:
+        return L"The paths in the source or destination were invalid";
+    case 0x7D:
+        return L"Source and destination have the same parent folder.";
+    case 0x7E:
+        return L"The destination path is to an existing file";
+    case 0x80:
+        return L"The destination path is to an existing folder";
+    case 0x81:
+        return L"The name of the file exceeds MAX_PATH";
+    case 0x82:
+        return L"Destination is a Read-Only CDRom, possibly unformatted";
+    case 0x83:
+        return L"Destination is a Read-Only DVD, possibly unformatted";
+    case 0x84:
+        return L"Destination is a Recordable (AudioL) CDRom, possibly unformatted";
+    case 0xB7:
+    case 0x10074: // the same text as 0xB7, as packages' logs have always shown it
+        return L"MAX_PATH was exceeded during the operation.";
+    case 0x10000:
+        return L"An unspecified error occurred on the destination.";
+    default:
+        return nullptr;
+    }
+}

@@ -1,0 +1,209 @@
+// The shell removal routines, called directly with g_hInstall set to a real session.
+#include "runtime/session.h"
+#include "system/removal.h"
+#include "tests/support/session_support.h"
+#include "tests/support/standin_support.h"
+
+#include <shellapi.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+using Lines = std::vector<std::wstring>;
+namespace fs = std::filesystem;
+
+namespace {
+
+// A folder with a file and a sub-folder under the temporary folder, and a sibling
+// folder next to it that no removal may touch; both removed at the end.
+class TempTree {
+  public:
+    TempTree()
+        : m_path(TestTempFolder() + L"varen_rm_" + NewGuid()),
+          m_sibling(m_path.wstring() + L"_sibling") {
+        fs::create_directories(m_path / L"sub");
+        std::ofstream(m_path / L"sub" / L"file.txt") << "x";
+        fs::create_directories(m_sibling);
+    }
+    ~TempTree() {
+        std::error_code error;
+        fs::remove_all(m_path, error);
+        fs::remove_all(m_sibling, error);
+    }
+    std::wstring Path() const { return m_path.wstring(); }
+    std::wstring Name() const { return m_path.filename().wstring(); }
+    bool Exists() const { return fs::exists(m_path); }
+    bool SiblingExists() const { return fs::exists(m_sibling); }
+
+  private:
+    fs::path m_path;
+    fs::path m_sibling;
+};
+
+// Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
+// ~/.local/share/Trash), shared by every prefix, reached through drive Z:.
+fs::path TrashFolder() {
+    wchar_t szValue[MAX_PATH] = {};
+    DWORD cch = GetEnvironmentVariableW(L"XDG_DATA_HOME", szValue, MAX_PATH);
+    if (cch > 0 && cch < MAX_PATH) {
+        std::wstring strUnix = szValue;
+        std::replace(strUnix.begin(), strUnix.end(), L'/', L'\\');
+        return fs::path(L"Z:" + strUnix) / L"Trash";
+    }
+    cch = GetEnvironmentVariableW(L"WINEHOMEDIR", szValue, MAX_PATH); // "\??\Z:\home\user"
+    std::wstring strHome = cch > 0 && cch < MAX_PATH ? szValue : L"";
+    if (strHome.starts_with(L"\\??\\")) {
+        strHome.erase(0, 4);
+    }
+    return fs::path(strHome) / L".local" / L"share" / L"Trash";
+}
+
+// One item the test sent to the trash under its unique name; taken out again (that
+// item only) when the test ends.
+class TrashedItem {
+  public:
+    explicit TrashedItem(const std::wstring& strName)
+        : m_files(TrashFolder() / L"files" / strName),
+          m_info(TrashFolder() / L"info" / (strName + L".trashinfo")) {}
+    ~TrashedItem() {
+        std::error_code error;
+        fs::remove_all(m_files, error);
+        fs::remove(m_info, error);
+    }
+    bool InTrash() const {
+        return fs::exists(m_files / L"sub" / L"file.txt") && fs::exists(m_info);
+    }
+
+  private:
+    fs::path m_files;
+    fs::path m_info;
+};
+
+// What the shell's delete itself returns for a source, with the flags the routines use.
+int RawShellDelete(const std::wstring& strPath) {
+    const std::wstring strSource = strPath + L'\0';
+    SHFILEOPSTRUCTW operation = {};
+    operation.wFunc = FO_DELETE;
+    operation.pFrom = strSource.c_str();
+    operation.fFlags = FOF_SILENT | FOF_NOCONFIRMATION;
+    return SHFileOperationW(&operation);
+}
+
+class RemovalTest : public ::testing::Test {
+  protected:
+    RemovalTest() { g_hInstall = m_session.Handle(); }
+    ~RemovalTest() override { g_hInstall = 0; }
+    ActionSession m_session;
+};
+
+} // namespace
+
+TEST_F(RemovalTest, DeleteDirectoryRemovesTheTreeWithTwoLines) {
+    TempTree tree;
+    EXPECT_EQ(1, DeleteDirectory(tree.Path().c_str(), 0));
+    EXPECT_FALSE(tree.Exists());
+    EXPECT_TRUE(tree.SiblingExists());
+    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete " + tree.Path() + L" \n",
+                     L"VAREN_CA DeleteDirectory " + tree.Path() +
+                         L": no errors using SHFileOperation.  \n"}),
+              m_session.Lines());
+}
+
+TEST_F(RemovalTest, DeleteDirectoryDropsATrailingQuoteOnly) {
+    TempTree tree;
+    const std::wstring strQuoted = tree.Path() + L"\"";
+    EXPECT_EQ(1, DeleteDirectory(strQuoted.c_str(), 0));
+    EXPECT_FALSE(tree.Exists());
+    EXPECT_TRUE(tree.SiblingExists());
+    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete " + tree.Path() + L" \n",
+                     L"VAREN_CA DeleteDirectory " + tree.Path() +
+                         L": no errors using SHFileOperation.  \n"}),
+              m_session.Lines());
+}
+
+TEST_F(RemovalTest, DeleteDirectoryKeepsALeadingQuoteAndWineRejectsTheName) {
+    TempTree tree;
+    const std::wstring strQuoted = L"\"" + tree.Path();
+    // Wine answers a name with a quote in it with ERROR_INVALID_NAME (123), a code
+    // with no entry of its own, so the system's text is logged.
+    EXPECT_EQ(ERROR_INVALID_NAME, RawShellDelete(strQuoted));
+    EXPECT_EQ(0, DeleteDirectory(strQuoted.c_str(), 0));
+    EXPECT_TRUE(tree.Exists());
+    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete " + strQuoted + L" \n",
+                     L"VAREN_CA DeleteDirectory " + strQuoted + L" Error: Invalid name.\r\n. \n"}),
+              m_session.Lines());
+}
+
+TEST_F(RemovalTest, DeleteDirectoryOnAMissingPathLogsTheShellsError) {
+    const std::wstring strMissing = TestTempFolder() + L"varen_missing_" + NewGuid();
+    // Wine's shell returns ERROR_FILE_NOT_FOUND (2) here, not one of the DE_* codes.
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, RawShellDelete(strMissing));
+    EXPECT_EQ(0, DeleteDirectory(strMissing.c_str(), 0));
+    EXPECT_EQ(
+        (Lines{L"VAREN_CA DeleteDirectory attempting to delete " + strMissing + L" \n",
+               L"VAREN_CA DeleteDirectory " + strMissing + L" Error: File not found.\r\n. \n"}),
+        m_session.Lines());
+}
+
+TEST_F(RemovalTest, DeleteDirectoryOnAnEmptyOrNullPath) {
+    // An empty source list: Wine's shell returns ERROR_ACCESS_DENIED (5).
+    EXPECT_EQ(ERROR_ACCESS_DENIED, RawShellDelete(L""));
+    EXPECT_EQ(0, DeleteDirectory(L"", 0));
+    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete  \n",
+                     L"VAREN_CA DeleteDirectory  Error: Access denied.\r\n. \n"}),
+              m_session.Lines());
+    m_session.ClearLines();
+    EXPECT_EQ(0, DeleteDirectory(nullptr, 0));
+    EXPECT_EQ(Lines{}, m_session.Lines());
+}
+
+TEST_F(RemovalTest, DeleteDirectoryWithUndoSendsToTheRecycleBin) {
+    TempTree tree;
+    TrashedItem trashed(tree.Name());
+    EXPECT_EQ(1, DeleteDirectory(tree.Path().c_str(), 1));
+    EXPECT_FALSE(tree.Exists());
+    EXPECT_TRUE(tree.SiblingExists());
+    EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
+    EXPECT_EQ(2u, m_session.Lines().size());
+}
+
+TEST_F(RemovalTest, DeleteDirectoryWithoutUndoBypassesTheRecycleBin) {
+    TempTree tree;
+    TrashedItem trashed(tree.Name());
+    EXPECT_EQ(1, DeleteDirectory(tree.Path().c_str(), 0));
+    EXPECT_FALSE(tree.Exists());
+    EXPECT_FALSE(trashed.InTrash());
+}
+
+TEST_F(RemovalTest, RemovePathViaShellPermanentFlagIsTheOppositeSense) {
+    {
+        TempTree tree;
+        TrashedItem trashed(tree.Name());
+        EXPECT_TRUE(RemovePathViaShell(tree.Path().c_str(), 1));
+        EXPECT_FALSE(tree.Exists());
+        EXPECT_TRUE(tree.SiblingExists());
+        EXPECT_FALSE(trashed.InTrash());
+    }
+    {
+        TempTree tree;
+        TrashedItem trashed(tree.Name());
+        EXPECT_TRUE(RemovePathViaShell(tree.Path().c_str(), 0));
+        EXPECT_FALSE(tree.Exists());
+        EXPECT_TRUE(tree.SiblingExists());
+        EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
+    }
+    EXPECT_EQ(Lines{}, m_session.Lines());
+}
+
+TEST_F(RemovalTest, RemovePathViaShellFailsQuietly) {
+    TempTree tree;
+    EXPECT_FALSE(RemovePathViaShell((TestTempFolder() + L"varen_missing_" + NewGuid()).c_str(), 1));
+    // No quote handling here: the trailing quote stays and Wine rejects the name.
+    EXPECT_FALSE(RemovePathViaShell((tree.Path() + L"\"").c_str(), 1));
+    EXPECT_TRUE(tree.Exists());
+    EXPECT_FALSE(RemovePathViaShell(nullptr, 1));
+    EXPECT_EQ(Lines{}, m_session.Lines());
+}
