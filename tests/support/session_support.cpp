@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <stdexcept>
 
 namespace {
@@ -126,7 +127,7 @@ int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRec
     ++cchText;
     MsiRecordGetStringW(hRecord, 0, strText.data(), &cchText);
     strText.resize(cchText);
-    pSession->m_records.push_back({uType, strText});
+    pSession->m_records.push_back({uType, strText, MsiRecordGetFieldCount(hRecord)});
     return (uType & 0xFF000000) == INSTALLMESSAGE_USER ? pSession->m_iUserAnswer : 0;
 }
 
@@ -176,6 +177,62 @@ int ActionSession::CloseLeftoverHandles() {
     m_hSession = 0;
     return cClosed - 1;
 }
+
+namespace {
+
+// The address of the import table slot through which hModule calls
+// szDll!szFunction (imported by name), or nullptr.
+void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction) {
+    auto* pBase = reinterpret_cast<BYTE*>(hModule);
+    const auto* pDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase);
+    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(pBase + pDos->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& imports =
+        pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    for (auto* pDesc = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(pBase + imports.VirtualAddress);
+         pDesc->Name != 0; ++pDesc) {
+        if (_stricmp(reinterpret_cast<const char*>(pBase + pDesc->Name), szDll) != 0) {
+            continue;
+        }
+        auto* pNames = reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->OriginalFirstThunk);
+        auto* pSlots = reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->FirstThunk);
+        for (; pNames->u1.AddressOfData != 0; ++pNames, ++pSlots) {
+            if (IMAGE_SNAP_BY_ORDINAL(pNames->u1.Ordinal)) {
+                continue;
+            }
+            const auto* pName =
+                reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(pBase + pNames->u1.AddressOfData);
+            if (std::strcmp(reinterpret_cast<const char*>(pName->Name), szFunction) == 0) {
+                return reinterpret_cast<void**>(&pSlots->u1.Function);
+            }
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+ImportPatch::ImportPatch(HMODULE hModule, const char* szDll, const char* szFunction,
+                         void* pReplacement)
+    : m_ppSlot(hModule ? FindImportSlot(hModule, szDll, szFunction) : nullptr) {
+    if (!m_ppSlot) {
+        throw std::runtime_error(std::string("no import of ") + szDll + "!" + szFunction);
+    }
+    m_pOriginal = Exchange(pReplacement);
+}
+
+ImportPatch::~ImportPatch() {
+    Exchange(m_pOriginal);
+}
+
+void* ImportPatch::Exchange(void* pNew) {
+    DWORD dwProtect = 0;
+    VirtualProtect(m_ppSlot, sizeof(void*), PAGE_READWRITE, &dwProtect);
+    void* pOld = *m_ppSlot;
+    *m_ppSlot = pNew;
+    VirtualProtect(m_ppSlot, sizeof(void*), dwProtect, &dwProtect);
+    return pOld;
+}
+
 
 std::wstring JoinLines(const std::vector<std::wstring>& lines) {
     std::wstring strAll;

@@ -35,6 +35,7 @@ std::wstring NewGuid();
 struct CapturedRecord {
     UINT uType; // the message type with its flags (INSTALLMESSAGE_INFO, _USER + style)
     std::wstring strText;
+    UINT cFields = 0; // the record's field count (field 0 not counted)
 };
 
 class ActionSession {
@@ -73,6 +74,26 @@ class ActionSession {
     HMODULE m_hDll = nullptr;
     std::vector<CapturedRecord> m_records;
     int m_iUserAnswer = 0;
+};
+
+// Points one import of a loaded module (msi.dll!MsiSetPropertyW of Varen_CA.dll,
+// say) at pReplacement while it lives, so that a test can make an installer
+// function fail where no real input can. The module must stay loaded until the
+// patch is gone: create it after the ActionSession that loaded the DLL.
+class ImportPatch {
+  public:
+    ImportPatch(HMODULE hModule, const char* szDll, const char* szFunction, void* pReplacement);
+    ~ImportPatch();
+    ImportPatch(const ImportPatch&) = delete;
+    ImportPatch& operator=(const ImportPatch&) = delete;
+
+    // The function the import pointed at before (to forward to).
+    void* Original() const { return m_pOriginal; }
+
+  private:
+    void* Exchange(void* pNew);
+    void** m_ppSlot = nullptr;
+    void* m_pOriginal = nullptr;
 };
 
 // Lines of a capture as one text, one per row, for readable failure output.
