@@ -1,0 +1,82 @@
+// The plug-in registration actions against stand-ins placed where each tool lives.
+#include "tests/support/session_support.h"
+#include "tests/support/standin_support.h"
+
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+using Lines = std::vector<std::wstring>;
+
+namespace {
+
+std::wstring RegAsm(const wchar_t* szFramework) {
+    return KnownFolder(CSIDL_WINDOWS) + L"\\Microsoft.NET\\" + szFramework +
+           L"\\v4.0.30319\\RegAsm.exe";
+}
+
+// The tool path as the actions spell it: the Windows folder, "\" and "\Microsoft.NET...".
+std::wstring RegAsmAsCalled(const wchar_t* szFramework) {
+    return KnownFolder(CSIDL_WINDOWS) + L"\\\\Microsoft.NET\\" + szFramework +
+           L"\\v4.0.30319\\RegAsm.exe";
+}
+
+std::wstring Plugin(const wchar_t* szFile) {
+    return KnownFolder(CSIDL_PROGRAM_FILES) + L"\\Prepif\\HP Pixel Sharp\\" + szFile;
+}
+
+struct PluginCase {
+    const char* szAction;
+    std::wstring strToolPlaced;
+    std::wstring strExpectedCommand;
+};
+
+std::vector<PluginCase> AllCases() {
+    const std::wstring strBrowser = L"\"" + Plugin(L"HPInternetExplorerUrl.dll") + L"\"";
+    const std::wstring strMedia = L"\"" + Plugin(L"wmpplugin2.dll") + L"\"";
+    const std::wstring strRegsvr32 = KnownFolder(CSIDL_SYSTEM) + L"\\Regsvr32.exe";
+    return {
+        {"RegisterInternetExplorerUrl64", RegAsm(L"Framework64"),
+         L"\"" + RegAsmAsCalled(L"Framework64") + L"\" /s /codebase " + strBrowser},
+        {"RegisterInternetExplorerUrl", RegAsm(L"Framework"),
+         L"\"" + RegAsmAsCalled(L"Framework") + L"\" /s /codebase " + strBrowser},
+        {"UnRegisterInternetExplorerUrl64", RegAsm(L"Framework64"),
+         L"\"" + RegAsmAsCalled(L"Framework64") + L"\" /s /u " + strBrowser},
+        {"UnRegisterInternetExplorerUrl", RegAsm(L"Framework"),
+         L"\"" + RegAsmAsCalled(L"Framework") + L"\" /s /u " + strBrowser},
+        {"RegisterWMPPlugin", strRegsvr32, L"\"" + strRegsvr32 + L"\" /s " + strMedia},
+        {"UnRegisterWMPPlugin", strRegsvr32, L"\"" + strRegsvr32 + L"\" /s /u " + strMedia},
+    };
+}
+
+} // namespace
+
+TEST(PluginActions, RunTheirToolWithTheExactCommandAndWait) {
+    for (const PluginCase& test : AllCases()) {
+        SCOPED_TRACE(test.szAction);
+        StandIn tool(test.strToolPlaced);
+        tool.SetDelay(200);
+        // A failing exit code of the tool does not matter: it was started.
+        tool.SetExitCode(5);
+        ActionSession session;
+        EXPECT_EQ(0u, session.Call(test.szAction));
+        EXPECT_EQ(Lines{test.strExpectedCommand}, tool.CommandLines());
+        const Lines lines = tool.LogLines();
+        ASSERT_EQ(2u, lines.size());
+        EXPECT_TRUE(lines[1].ends_with(L"|done")) << lines[1];
+        EXPECT_EQ(Lines{}, session.Lines());
+    }
+}
+
+TEST(PluginActions, RegAsmThatCannotStartFailsTheAction) {
+    // No .NET Framework in the prefix and no stand-in: RegAsm.exe is not there.
+    ASSERT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(RegAsm(L"Framework64").c_str()));
+    ASSERT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(RegAsm(L"Framework").c_str()));
+    for (const char* szAction :
+         {"RegisterInternetExplorerUrl64", "RegisterInternetExplorerUrl",
+          "UnRegisterInternetExplorerUrl64", "UnRegisterInternetExplorerUrl"}) {
+        ActionSession session;
+        EXPECT_EQ(1603u, session.Call(szAction)) << szAction;
+        EXPECT_EQ(Lines{}, session.Lines()) << szAction;
+    }
+}
