@@ -15,7 +15,9 @@ set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version
 file(GLOB VAREN_DLL_SOURCES CONFIGURE_DEPENDS ${VAREN_ALL_GLOBS})
 add_library(varen_core OBJECT ${VAREN_DLL_SOURCES})
 target_include_directories(varen_core PUBLIC ${CMAKE_SOURCE_DIR})
-target_compile_options(varen_core PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -ffunction-sections -fdata-sections)
+# Optimised for size: actions are short, registry- and process-bound, and the DLL
+# travels inside every package.
+target_compile_options(varen_core PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -Os -ffunction-sections -fdata-sections)
 target_link_libraries(varen_core PUBLIC ${VAREN_SYSTEM_LIBS})
 target_link_options(varen_core INTERFACE -fstack-protector-strong)
 
