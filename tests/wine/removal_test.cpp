@@ -207,3 +207,13 @@ TEST_F(RemovalTest, RemovePathViaShellFailsQuietly) {
     EXPECT_FALSE(RemovePathViaShell(nullptr, 1));
     EXPECT_EQ(Lines{}, m_session.Lines());
 }
+
+TEST_F(RemovalTest, RemovePathViaShellToTheRecycleBinReportsSuccessForAQuotedName) {
+    // Wine's Recycle Bin path returns 0 for a name with a trailing quote although
+    // nothing is removed or trashed (the permanent path rejects it, see above).
+    TempTree tree;
+    TrashedItem trashed(tree.Name());
+    EXPECT_TRUE(RemovePathViaShell((tree.Path() + L"\"").c_str(), 0));
+    EXPECT_TRUE(tree.Exists());
+    EXPECT_FALSE(fs::exists(TrashFolder() / L"files" / tree.Name()));
+}

@@ -1,0 +1,200 @@
+// The command-interpreter actions against a stand-in for the 32-bit system
+// folder's cmd.exe (this prefix has no 32-bit programs), and ClearCADir against
+// real folders and the Recycle Bin.
+#include "tests/support/session_support.h"
+#include "tests/support/standin_support.h"
+
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+using Lines = std::vector<std::wstring>;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::wstring Interpreter() {
+    return KnownFolder(CSIDL_SYSTEMX86) + L"\\cmd.exe";
+}
+
+struct CommandCase {
+    const char* szAction;
+    std::wstring strCommand; // as run, after the interpreter folder and "\"
+};
+
+const CommandCase kCommandCases[] = {
+    {"CreateDIR_CA", L"cmd.exe /c mkdir \"%PROGRAMDATA%\\QVX\\KDB\""},
+    {"RemoveFolder_CA", L"Cmd.exe /c rd /s /q \"%ProgramData%\\QVX\\KDB\""},
+    {"RemoveKDB_CA", L"Cmd.exe /c del \"%systemroot%\\kdb\\aml_*.kdb\""},
+    {"RemoveShortcut_CA", L"Cmd.exe /c del \"%ProgramData%\\Microsoft\\Windows\\Start "
+                          L"Menu\\Programs\\Startup\\AML*.*\""},
+    {"SetFolderPermission_CA",
+     L"Cmd.exe /c Icacls \"%ProgramData%\\QVX\\KDB\" /grant Users:(OI)(CI)M"},
+    // Wine reports 64-bit Windows, so the 32-bit program folder's variable is used.
+    {"launchKdbsync_CA",
+     L"Cmd.exe /c start \"QVX Accelerated Video Transcoding device initialization\" /min "
+     L"\"%programfiles(x86)%\\QVX AVT\\bin\\kdbsync.exe\" aml"},
+};
+
+// Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
+// ~/.local/share/Trash), shared by every prefix, reached through drive Z:.
+fs::path TrashFolder() {
+    wchar_t szValue[MAX_PATH] = {};
+    DWORD cch = GetEnvironmentVariableW(L"XDG_DATA_HOME", szValue, MAX_PATH);
+    if (cch > 0 && cch < MAX_PATH) {
+        std::wstring strUnix = szValue;
+        std::replace(strUnix.begin(), strUnix.end(), L'/', L'\\');
+        return fs::path(L"Z:" + strUnix) / L"Trash";
+    }
+    cch = GetEnvironmentVariableW(L"WINEHOMEDIR", szValue, MAX_PATH); // "\??\Z:\home\user"
+    std::wstring strHome = cch > 0 && cch < MAX_PATH ? szValue : L"";
+    if (strHome.starts_with(L"\\??\\")) {
+        strHome.erase(0, 4);
+    }
+    return fs::path(strHome) / L".local" / L"share" / L"Trash";
+}
+
+// One item a test sends to the trash under its unique name; that item alone is
+// taken out of the trash again at the end.
+class TrashedItem {
+  public:
+    explicit TrashedItem(const std::wstring& strName)
+        : m_files(TrashFolder() / L"files" / strName),
+          m_info(TrashFolder() / L"info" / (strName + L".trashinfo")) {}
+    ~TrashedItem() {
+        std::error_code error;
+        fs::remove_all(m_files, error);
+        fs::remove(m_info, error);
+    }
+    bool InTrash() const { return fs::exists(m_files) && fs::exists(m_info); }
+
+  private:
+    fs::path m_files;
+    fs::path m_info;
+};
+
+// An installation folder with content, and a sibling that must survive.
+class InstallFolder {
+  public:
+    InstallFolder()
+        : m_path(TestTempFolder() + L"varen_ca_" + NewGuid()),
+          m_sibling(m_path.wstring() + L"_sibling") {
+        fs::create_directories(m_path / L"bin");
+        std::ofstream(m_path / L"bin" / L"tool.dll") << "x";
+        fs::create_directories(m_sibling);
+    }
+    ~InstallFolder() {
+        std::error_code error;
+        fs::remove_all(m_path, error);
+        fs::remove_all(m_sibling, error);
+    }
+    std::wstring Path() const { return m_path.wstring(); }
+    std::wstring Name() const { return m_path.filename().wstring(); }
+    bool Exists() const { return fs::exists(m_path); }
+    bool SiblingExists() const { return fs::exists(m_sibling); }
+
+  private:
+    fs::path m_path;
+    fs::path m_sibling;
+};
+
+} // namespace
+
+TEST(CommandActions, RunTheirCommandThroughThe32BitInterpreterAndWait) {
+    for (const CommandCase& test : kCommandCases) {
+        SCOPED_TRACE(test.szAction);
+        StandIn interpreter(Interpreter());
+        interpreter.SetDelay(200);
+        interpreter.SetExitCode(1); // a failed command changes nothing
+        ActionSession session;
+        EXPECT_EQ(0u, session.Call(test.szAction));
+        EXPECT_EQ(Lines{KnownFolder(CSIDL_SYSTEMX86) + L"\\" + test.strCommand},
+                  interpreter.CommandLines());
+        const Lines lines = interpreter.LogLines();
+        ASSERT_EQ(2u, lines.size());
+        EXPECT_TRUE(lines[1].ends_with(L"|done")) << lines[1];
+        EXPECT_EQ(Lines{}, session.Lines());
+    }
+}
+
+TEST(CommandActions, ReturnZeroSilentlyWhenTheInterpreterCannotStart) {
+    ASSERT_EQ(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(Interpreter().c_str()));
+    for (const CommandCase& test : kCommandCases) {
+        ActionSession session;
+        EXPECT_EQ(0u, session.Call(test.szAction)) << test.szAction;
+        EXPECT_EQ(Lines{}, session.Lines()) << test.szAction;
+    }
+}
+
+TEST(ClearCADir, SendsTheInstallFolderToTheRecycleBin) {
+    InstallFolder folder;
+    TrashedItem trashed(folder.Name());
+    ActionSession session(WithProperties({{L"INSTALLDIR", folder.Path()}}));
+    EXPECT_EQ(1u, session.Call("ClearCADir"));
+    EXPECT_FALSE(folder.Exists());
+    EXPECT_TRUE(folder.SiblingExists());
+    EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
+    EXPECT_EQ((Lines{L"Varen_CA GetInstallCADir() start",
+                     L"VAREN_CA ClearCADir: " + folder.Path() + L" \n",
+                     L"VAREN_CA ClearCADir: " + folder.Path() + L" \n"}),
+              session.Lines());
+}
+
+TEST(ClearCADir, MissingFolderFails) {
+    const std::wstring strMissing = TestTempFolder() + L"varen_missing_" + NewGuid();
+    ActionSession session(WithProperties({{L"INSTALLDIR", strMissing}}));
+    EXPECT_EQ(0u, session.Call("ClearCADir"));
+    EXPECT_EQ(
+        (Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir: " + strMissing + L" \n",
+               L"VAREN_CA can not ClearCADir: " + strMissing + L" \n"}),
+        session.Lines());
+}
+
+TEST(ClearCADir, TrailingQuoteIsKeptAndWineReportsSuccessWithoutRemoving) {
+    // No quote is stripped here. Wine's Recycle Bin path answers the quoted name
+    // with 0 although nothing is removed or trashed, so the action returns 1.
+    InstallFolder folder;
+    TrashedItem trashed(folder.Name());
+    const std::wstring strQuoted = folder.Path() + L"\"";
+    ActionSession session(WithProperties({{L"INSTALLDIR", strQuoted}}));
+    EXPECT_EQ(1u, session.Call("ClearCADir"));
+    EXPECT_TRUE(folder.Exists());
+    EXPECT_FALSE(trashed.InTrash());
+    EXPECT_EQ(
+        (Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir: " + strQuoted + L" \n",
+               L"VAREN_CA ClearCADir: " + strQuoted + L" \n"}),
+        session.Lines());
+}
+
+TEST(ClearCADir, EmptyInstallDirIsHandedToTheShellAndFails) {
+    ActionSession session;
+    EXPECT_EQ(0u, session.Call("ClearCADir"));
+    EXPECT_EQ((Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir:  \n",
+                     L"VAREN_CA can not ClearCADir:  \n"}),
+              session.Lines());
+}
+
+TEST(ClearCADir, DeletesWhatAFailedReadLeftInTheBuffer) {
+    // An INSTALLDIR of 260 characters or more fails to read, but the installer has
+    // already copied its first 259 characters into the buffer, and that path is
+    // still handed to the shell: here it names an existing file.
+    const fs::path folder = TestTempFolder() + L"varen_ca_" + NewGuid();
+    fs::create_directories(folder);
+    const std::wstring strPrefix = folder.wstring() + L"\\f";
+    const std::wstring strTruncated = strPrefix + std::wstring(259 - strPrefix.size(), L'x');
+    std::ofstream(fs::path(strTruncated)) << "x";
+    TrashedItem trashed(fs::path(strTruncated).filename().wstring());
+    ActionSession session(WithProperties({{L"INSTALLDIR", strTruncated + L"_tail"}}));
+    EXPECT_EQ(1u, session.Call("ClearCADir"));
+    EXPECT_FALSE(fs::exists(strTruncated));
+    EXPECT_TRUE(trashed.InTrash());
+    EXPECT_EQ((Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA Could not get INSTALLDIR  \n",
+                     L"VAREN_CA ClearCADir: " + strTruncated + L" \n"}),
+              session.Lines());
+    std::error_code error;
+    fs::remove_all(folder, error);
+}
