@@ -1,12 +1,24 @@
 // Registry routines shared by the actions (see registry.h).
 #include "system/registry.h"
 
+#include "runtime/log.h"
+#include "runtime/session.h"
+#include "system/registry_text.h"
+
+#include <aclapi.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cwchar>
+
 namespace {
 
 IsWow64ProcessFn LookUpIsWow64Process() {
     return reinterpret_cast<IsWow64ProcessFn>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "IsWow64Process")));
 }
+
+constexpr wchar_t kQvxUserKey[] = L"SOFTWARE\\QVX";
 
 } // namespace
 
@@ -39,4 +51,469 @@ bool Is64BitWindows() {
         return true;
     }
     return IsRunningUnderWow64();
+}
+
+std::wstring GetPlatformBinFolder() {
+    return Is64BitWindows() ? L"BIN64" : L"Bin";
+}
+
+std::optional<std::wstring> QueryStringValue(HKEY hKey, const wchar_t* szName, DWORD cbMax) {
+    // One character more than cbMax holds, all zero, so the text always ends.
+    std::vector<wchar_t> vecData(cbMax / sizeof(wchar_t) + 1);
+    DWORD dwType = REG_NONE;
+    DWORD cbData = cbMax;
+    if (RegQueryValueExW(hKey, szName, nullptr, &dwType, reinterpret_cast<BYTE*>(vecData.data()),
+                         &cbData) != ERROR_SUCCESS ||
+        (dwType != REG_SZ && dwType != REG_EXPAND_SZ)) {
+        return std::nullopt;
+    }
+    const size_t cchData = std::min<size_t>(cbData, cbMax) / sizeof(wchar_t);
+    return std::wstring(vecData.data(), wcsnlen(vecData.data(), cchData));
+}
+
+std::optional<DWORD> QueryDwordValue(HKEY hKey, const wchar_t* szName) {
+    DWORD dwData = 0;
+    DWORD dwType = REG_NONE;
+    DWORD cbData = sizeof(dwData);
+    if (RegQueryValueExW(hKey, szName, nullptr, &dwType, reinterpret_cast<BYTE*>(&dwData),
+                         &cbData) != ERROR_SUCCESS ||
+        dwType != REG_DWORD || cbData != sizeof(dwData)) {
+        return std::nullopt;
+    }
+    return dwData;
+}
+
+std::wstring GetOrxInstallDir() {
+    UniqueRegKey hKey;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ORX Technologies\\Install", 0, KEY_READ,
+                      hKey.put()) != ERROR_SUCCESS) {
+        return {};
+    }
+    return QueryStringValue(hKey.get(), L"InstallDir", MAX_PATH * sizeof(wchar_t)).value_or(L"");
+}
+
+// The texts formatted here are never sent anywhere: the routine reports
+// nothing, by design; they only show what the routine was doing.
+void CreateRegDWValue(const wchar_t* szName, DWORD dwData) {
+    wchar_t szText[1024];
+    try {
+        wsprintfW(szText, L"VAREN_CA Before RegOpenKeyEx and dwData is %ld \n", dwData);
+        UniqueRegKey hKey;
+        const LONG lOpen =
+            RegOpenKeyExW(HKEY_CURRENT_USER, kQvxUserKey, 0, KEY_ALL_ACCESS, hKey.put());
+        if (lOpen == ERROR_SUCCESS) {
+            ZeroMemory(szText, sizeof(szText));
+            wsprintfW(szText, L"VAREN_CA Inside RegOpenKeyEx and dwData is %ld \n", dwData);
+            RegSetValueExW(hKey.get(), szName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&dwData),
+                           sizeof(dwData));
+            return;
+        }
+        wchar_t szError[100];
+        wsprintfW(szError, L"Error %d", lOpen);
+        ZeroMemory(szText, sizeof(szText));
+        wsprintfW(szText, L"VAREN_CA Inside ELSE RegOpenKeyEx and dwData is %ld \n", dwData);
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, kQvxUserKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                            hKey.put(), nullptr) == ERROR_SUCCESS) {
+            ZeroMemory(szText, sizeof(szText));
+            wsprintfW(szText, L"VAREN_CA Before ELSE RegSetValueEx and dwData is %ld \n", dwData);
+            RegSetValueExW(hKey.get(), szName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&dwData),
+                           sizeof(dwData));
+        }
+    } catch (...) {
+        // Nothing may leave this routine; the note stays unsent like the others.
+        ZeroMemory(szText, sizeof(szText));
+        wsprintfW(szText, L"VAREN_CA Inside catch CreateRegDWValue \n");
+    }
+}
+
+RegistryKeyEraser::RegistryKeyEraser(HKEY hRoot, const wchar_t* szPath) : m_hRoot(hRoot) {
+    KeyPathParts parts = SplitKeyPath(szPath != nullptr ? szPath : L"");
+    m_strKeyPart = std::move(parts.strKeyPart);
+    m_strLeafPart = std::move(parts.strLeafPart);
+}
+
+RegistryKeyEraser::~RegistryKeyEraser() = default;
+
+void RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
+    m_lResult = RegQueryInfoKeyW(hKey, nullptr, nullptr, nullptr, &m_cSubKeys, &m_cchMaxSubKey,
+                                 nullptr, &m_cValues, &m_cchMaxValue, nullptr, nullptr, nullptr);
+    if (m_lResult != ERROR_SUCCESS) {
+        return;
+    }
+    const bool fSubKeys = kind == NameKind::SubKey;
+    const DWORD cNames = fSubKeys ? m_cSubKeys : m_cValues;
+    // The length passed is the longest name plus its terminator; the buffer
+    // is grown to match, so a long value name cannot run past it.
+    const DWORD cchMaxName = (fSubKeys ? m_cchMaxSubKey : m_cchMaxValue) + 1;
+    if (m_vecName.size() < cchMaxName) {
+        m_vecName.resize(cchMaxName);
+    }
+    for (m_dwIndex = 0; m_dwIndex < cNames; ++m_dwIndex) {
+        DWORD cchName = cchMaxName;
+        m_lResult = fSubKeys ? RegEnumKeyExW(hKey, m_dwIndex, m_vecName.data(), &cchName, nullptr,
+                                             nullptr, nullptr, nullptr)
+                             : RegEnumValueW(hKey, m_dwIndex, m_vecName.data(), &cchName, nullptr,
+                                             nullptr, nullptr, nullptr);
+        if (m_lResult != ERROR_SUCCESS) {
+            continue;
+        }
+        std::wstring strName(m_vecName.data(), std::min<DWORD>(cchName, cchMaxName));
+        if (!fMerge || !ContainsName(m_vecNames, strName)) {
+            m_vecNames.push_back(std::move(strName));
+        }
+    }
+}
+
+void RegistryKeyEraser::EnumSubKeys() {
+    m_vecNames.clear();
+    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, KEY_ALL_ACCESS, m_hKeyNative.put()) ==
+        ERROR_SUCCESS) {
+        AppendNames(m_hKeyNative.get(), NameKind::SubKey, false);
+        m_hKeyNative.reset();
+    }
+    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, kKeyAllAccess32, m_hKey32.put()) !=
+        ERROR_SUCCESS) {
+        return;
+    }
+    AppendNames(m_hKey32.get(), NameKind::SubKey, true);
+    m_hKey32.reset();
+}
+
+void RegistryKeyEraser::EnumValues() {
+    m_vecNames.clear();
+    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, KEY_ALL_ACCESS, m_hKeyNative.put()) ==
+        ERROR_SUCCESS) {
+        AppendNames(m_hKeyNative.get(), NameKind::Value, false);
+        m_hKeyNative.reset();
+    }
+    // The 32-bit view is consulted only when the native view holds no value.
+    if (!m_vecNames.empty() || RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, kKeyAllAccess32,
+                                             m_hKey32.put()) != ERROR_SUCCESS) {
+        return;
+    }
+    AppendNames(m_hKey32.get(), NameKind::Value, false);
+    m_hKey32.reset();
+}
+
+bool RegistryKeyEraser::DeleteTree32(HKEY hRoot, const wchar_t* szPath) {
+    return DeleteTree(hRoot, szPath != nullptr ? szPath : L"", true);
+}
+
+bool RegistryKeyEraser::DeleteTreeNative(HKEY hRoot, const wchar_t* szPath) {
+    return DeleteTree(hRoot, szPath != nullptr ? szPath : L"", false);
+}
+
+bool RegistryKeyEraser::DeleteTree(HKEY hRoot, const std::wstring& strPath, bool f32BitView) {
+    // An empty path opens the root itself: refuse it rather than empty a hive.
+    if (strPath.empty()) {
+        return false;
+    }
+    auto deleteKey = [&] {
+        return f32BitView ? RegDeleteKeyExW(hRoot, strPath.c_str(), KEY_WOW64_32KEY, 0)
+                          : RegDeleteKeyW(hRoot, strPath.c_str());
+    };
+    if (deleteKey() == ERROR_SUCCESS) {
+        return true;
+    }
+    UniqueRegKey hKey;
+    const LONG lOpen = RegOpenKeyExW(hRoot, strPath.c_str(), 0,
+                                     f32BitView ? kKeyAllAccess32 : KEY_ALL_ACCESS, hKey.put());
+    if (lOpen == ERROR_FILE_NOT_FOUND) {
+        return true;
+    }
+    if (lOpen != ERROR_SUCCESS) {
+        return false;
+    }
+    wchar_t szName[MAX_PATH];
+    std::wstring strPrevious;
+    for (;;) {
+        DWORD cchName = MAX_PATH;
+        if (RegEnumKeyExW(hKey.get(), 0, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        std::wstring strName(szName, cchName);
+        // A child that is still first after its removal "succeeded" (a link
+        // whose target is gone reads as missing) would be found forever.
+        if (strName == strPrevious) {
+            break;
+        }
+        if (!DeleteTree(hRoot, strPath + L"\\" + strName, f32BitView)) {
+            break;
+        }
+        strPrevious = std::move(strName);
+    }
+    hKey.reset();
+    return deleteKey() == ERROR_SUCCESS;
+}
+
+void RemoveKeyPartInBothViews(HKEY hRoot, const wchar_t* szPath) {
+    RegistryKeyEraser eraser(hRoot, szPath);
+    eraser.DeleteTree32(hRoot, eraser.KeyPart().c_str());
+    eraser.DeleteTreeNative(hRoot, eraser.KeyPart().c_str());
+}
+
+void DeleteVarenRegKey(HKEY hRoot, const wchar_t* szPath) {
+    RegistryKeyEraser eraser(hRoot, szPath);
+    eraser.EnumSubKeys();
+    if (!eraser.Names().empty()) {
+        LogMessage(g_hInstall,
+                   L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus it "
+                   L"will not be "
+                   L"deleted %s \n",
+                   szPath);
+        return;
+    }
+    eraser.EnumValues();
+    if (!eraser.Names().empty()) {
+        LogMessage(g_hInstall,
+                   L"Varen_CA DeleteVarenRegKey(), Varen key is not empty thus it will not be "
+                   L"deleted %s \n",
+                   szPath);
+        return;
+    }
+    eraser.DeleteTree32(hRoot, eraser.KeyPart().c_str());
+    eraser.DeleteTreeNative(hRoot, eraser.KeyPart().c_str());
+    LogMessage(g_hInstall, L"Varen_CA DeleteVarenRegKey(), key deleted successfully %s \n", szPath);
+}
+
+int DeletePackageKey(const wchar_t* szPackage) {
+    const std::wstring strPackage = szPackage != nullptr ? szPackage : L"";
+    const std::wstring strPath =
+        L"SOFTWARE\\ORX Technologies\\Install\\Packages\\" + strPackage + L"\\";
+    LogMessage(g_hInstall, L"Varen_CA DeletePackageKey(), Key to delete is %s \n", strPath.c_str());
+    // An empty name (or one with a backslash) would make the path name
+    // "Packages" itself or a key that is no package: nothing is removed then.
+    if (IsSingleKeyName(strPackage)) {
+        RemoveKeyPartInBothViews(HKEY_LOCAL_MACHINE, strPath.c_str());
+    }
+    LogMessage(g_hInstall, L"Varen_CA DeletePackageKey(), %s key should be deleted \n",
+               strPath.c_str());
+
+    constexpr wchar_t kQvxUserPath[] = L"SOFTWARE\\QVX\\";
+    UniqueRegKey hQvx;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, kQvxUserPath, 0, kKeyAllAccess32, hQvx.put()) ==
+        ERROR_SUCCESS) {
+        // The name passed is the key's own path, not the package: it is not
+        // used, so every named value of the brand key goes.
+        DeleteNamedValues(hQvx.get(), kQvxUserPath);
+        hQvx.reset();
+        LogMessage(g_hInstall, L"Varen_CA DeletePackageKey(), %s Attempted to delete key \n",
+                   kQvxUserPath);
+    }
+    return 1;
+}
+
+// szName is deliberately unused: callers rely on every named value other than
+// " " going, whatever name they pass.
+void DeleteNamedValues(HKEY hKey, const wchar_t* /*szName*/) {
+    DWORD cchMaxValue = 0;
+    if (RegQueryInfoKeyW(hKey, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         &cchMaxValue, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+        return;
+    }
+    std::vector<wchar_t> vecName(cchMaxValue + 1);
+    std::vector<std::wstring> vecNames;
+    for (DWORD dwIndex = 0;; ++dwIndex) {
+        DWORD cchName = static_cast<DWORD>(vecName.size());
+        const LONG lResult = RegEnumValueW(hKey, dwIndex, vecName.data(), &cchName, nullptr,
+                                           nullptr, nullptr, nullptr);
+        if (lResult == ERROR_MORE_DATA) {
+            continue; // a value added since the count was taken; not ours to chase
+        }
+        if (lResult != ERROR_SUCCESS) {
+            break; // ERROR_NO_MORE_ITEMS, or the key is unusable
+        }
+        std::wstring strName(vecName.data(), cchName);
+        if (!strName.empty() && strName != L" ") {
+            vecNames.push_back(std::move(strName));
+        }
+    }
+    for (const std::wstring& strName : vecNames) {
+        RegDeleteValueW(hKey, strName.c_str());
+    }
+}
+
+void DeleteRunValue(const wchar_t* szName) {
+    UniqueRegKey hRun;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run", 0,
+                      KEY_ALL_ACCESS, hRun.put()) != ERROR_SUCCESS) {
+        return;
+    }
+    RegDeleteValueW(hRun.get(), szName);
+}
+
+// The walk always works under HKEY_LOCAL_MACHINE; hRoot is not used.
+int DeleteHklmKeyTree32(HKEY /*hRoot*/, wchar_t* szPath) {
+    const size_t cchPath = szPath != nullptr ? wcsnlen(szPath, kcchLongPath) : kcchLongPath;
+    // No path, an unterminated one, or the empty path (which opens the hive
+    // itself) is never walked.
+    if (cchPath == 0 || cchPath == kcchLongPath) {
+        return 0;
+    }
+    if (RegDeleteKeyExW(HKEY_LOCAL_MACHINE, szPath, KEY_WOW64_32KEY, 0) == ERROR_SUCCESS) {
+        return 1;
+    }
+    UniqueRegKey hKey;
+    LONG lOpen = RegOpenKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, kKeyAllAccess32, hKey.put());
+    if (lOpen == ERROR_ACCESS_DENIED) {
+        lOpen = RegOpenKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, kKeyAllAccess32, hKey.put());
+    }
+    if (lOpen == ERROR_FILE_NOT_FOUND) {
+        return 1;
+    }
+    if (lOpen != ERROR_SUCCESS) {
+        return 0;
+    }
+    // Children are reached by writing "\<name>" after the path in the same
+    // buffer. A child whose path would not fit cannot be removed, which ends
+    // the walk like any failed removal.
+    bool fRoomForChildren =
+        szPath[cchPath - 1] == L'\\' || AppendWithinBound(szPath, kcchLongPath, L"\\");
+    const size_t cchBase = wcsnlen(szPath, kcchLongPath);
+    wchar_t szName[MAX_PATH];
+    std::wstring strPrevious;
+    while (fRoomForChildren) {
+        DWORD cchName = MAX_PATH;
+        if (RegEnumKeyExW(hKey.get(), 0, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        // The same child first again means its removal did not take.
+        if (strPrevious == szName) {
+            break;
+        }
+        strPrevious = szName;
+        szPath[cchBase] = L'\0';
+        if (!AppendWithinBound(szPath, kcchLongPath, szName) ||
+            !DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, szPath)) {
+            break;
+        }
+    }
+    szPath[cchPath] = L'\0';
+    hKey.reset();
+    return RegDeleteKeyExW(HKEY_LOCAL_MACHINE, szPath, KEY_WOW64_32KEY, 0) == ERROR_SUCCESS ? 1 : 0;
+}
+
+namespace {
+
+const wchar_t* RootName(HKEY hRoot) {
+    if (hRoot == HKEY_CLASSES_ROOT) {
+        return L"HKEY_CLASSES_ROOT\\";
+    }
+    if (hRoot == HKEY_CURRENT_USER) {
+        return L"HKEY_CURRENT_USER\\";
+    }
+    if (hRoot == HKEY_LOCAL_MACHINE) {
+        return L"HKEY_LOCAL_MACHINE\\";
+    }
+    if (hRoot == HKEY_CURRENT_CONFIG) {
+        return L"HKEY_CURRENT_CONFIG\\";
+    }
+    if (hRoot == HKEY_USERS) {
+        return L"HKEY_USERS\\";
+    }
+    return L"";
+}
+
+// Lists the values of hKey, then each sub-key followed by what lies below it.
+void ListKeyTree(HKEY hKey, const std::wstring& strFullName, std::vector<std::wstring>& vecResult) {
+    DWORD cSubKeys = 0;
+    DWORD cValues = 0;
+    DWORD cchMaxValue = 0;
+    if (RegQueryInfoKeyW(hKey, nullptr, nullptr, nullptr, &cSubKeys, nullptr, nullptr, &cValues,
+                         &cchMaxValue, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+        return;
+    }
+    std::vector<wchar_t> vecValueName(cchMaxValue + 1);
+    for (DWORD dwIndex = 0; dwIndex < cValues; ++dwIndex) {
+        DWORD cchName = static_cast<DWORD>(vecValueName.size());
+        if (RegEnumValueW(hKey, dwIndex, vecValueName.data(), &cchName, nullptr, nullptr, nullptr,
+                          nullptr) == ERROR_SUCCESS) {
+            vecResult.push_back(strFullName + L"\\\"" + std::wstring(vecValueName.data(), cchName) +
+                                L"\"");
+        }
+    }
+    constexpr DWORD kcchKeyName = 255 + 1; // the longest key name and its terminator
+    wchar_t szSubKey[kcchKeyName];
+    for (DWORD dwIndex = 0; dwIndex < cSubKeys; ++dwIndex) {
+        DWORD cchName = kcchKeyName;
+        if (RegEnumKeyExW(hKey, dwIndex, szSubKey, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            continue;
+        }
+        const std::wstring strSubKey = strFullName + L"\\" + szSubKey;
+        vecResult.push_back(strSubKey);
+        UniqueRegKey hSubKey;
+        if (RegOpenKeyExW(hKey, szSubKey, 0, KEY_READ, hSubKey.put()) != ERROR_SUCCESS) {
+            LogMessage(g_hInstall, L"QueryKey: %s---------hkey is NULL---------------%s",
+                       strFullName.c_str(), szSubKey);
+            continue;
+        }
+        ListKeyTree(hSubKey.get(), strSubKey, vecResult);
+    }
+}
+
+} // namespace
+
+void QueryKey(HKEY hKey, HKEY hRoot, const std::wstring& strPath,
+              std::vector<std::wstring>& vecResult) {
+    ListKeyTree(hKey, RootName(hRoot) + strPath, vecResult);
+}
+
+void CreateKeyWithAdminAcl(const wchar_t* szPath) {
+    SID_IDENTIFIER_AUTHORITY worldAuthority = SECURITY_WORLD_SID_AUTHORITY;
+    SID_IDENTIFIER_AUTHORITY ntAuthority = SECURITY_NT_AUTHORITY;
+    UniqueSid sidEveryone;
+    UniqueSid sidAdministrators;
+    if (!AllocateAndInitializeSid(&worldAuthority, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0,
+                                  sidEveryone.put())) {
+        wprintf(L"AllocateAndInitializeSid Error %u\n", GetLastError());
+        return;
+    }
+    if (!AllocateAndInitializeSid(&ntAuthority, 2, SECURITY_BUILTIN_DOMAIN_RID,
+                                  DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
+                                  sidAdministrators.put())) {
+        wprintf(L"AllocateAndInitializeSid Error %u\n", GetLastError());
+        return;
+    }
+    EXPLICIT_ACCESSW access[2] = {};
+    access[0].grfAccessPermissions = KEY_ALL_ACCESS;
+    access[0].grfAccessMode = SET_ACCESS;
+    access[0].grfInheritance = NO_INHERITANCE;
+    access[0].Trustee.TrusteeForm = TRUSTEE_IS_SID;
+    access[0].Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
+    access[0].Trustee.ptstrName = static_cast<LPWSTR>(sidEveryone.get());
+    access[1] = access[0];
+    access[1].Trustee.TrusteeType = TRUSTEE_IS_GROUP;
+    access[1].Trustee.ptstrName = static_cast<LPWSTR>(sidAdministrators.get());
+
+    PACL pAcl = nullptr;
+    const DWORD dwAclResult = SetEntriesInAclW(2, access, nullptr, &pAcl);
+    UniqueLocalMemory hAcl(pAcl);
+    if (dwAclResult != ERROR_SUCCESS) {
+        wprintf(L"SetEntriesInAcl Error %u\n", GetLastError());
+        return;
+    }
+    static_assert(SECURITY_DESCRIPTOR_MIN_LENGTH == 40);
+    UniqueLocalMemory hDescriptor(LocalAlloc(LPTR, SECURITY_DESCRIPTOR_MIN_LENGTH));
+    if (!hDescriptor) {
+        wprintf(L"LocalAlloc Error %u\n", GetLastError());
+        return;
+    }
+    const PSECURITY_DESCRIPTOR pDescriptor = hDescriptor.get();
+    if (!InitializeSecurityDescriptor(pDescriptor, SECURITY_DESCRIPTOR_REVISION)) {
+        wprintf(L"InitializeSecurityDescriptor Error %u\n", GetLastError());
+        return;
+    }
+    if (!SetSecurityDescriptorDacl(pDescriptor, TRUE, pAcl, FALSE)) {
+        wprintf(L"SetSecurityDescriptorDacl Error %u\n", GetLastError());
+        return;
+    }
+    SECURITY_ATTRIBUTES sa = {sizeof(sa), pDescriptor, FALSE};
+    static_assert(sizeof(sa) == 24);
+    UniqueRegKey hKey;
+    const LONG lCreate = RegCreateKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, const_cast<LPWSTR>(L""), 0,
+                                         kKeyAllAccess64, &sa, hKey.put(), nullptr);
+    wprintf(L"RegCreateKeyEx result %u\n", static_cast<unsigned>(lCreate));
 }

@@ -13,6 +13,7 @@
 
 #include <windows.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,21 @@ void QueryKey(HKEY hKey, HKEY hRoot, const std::wstring& strPath,
 // standard output.
 void CreateKeyWithAdminAcl(const wchar_t* szPath);
 
+// Builds a RegistryKeyEraser for szPath and removes its key part under hRoot
+// with all its sub-keys, 32-bit view first, then the native view.
+void RemoveKeyPartInBothViews(HKEY hRoot, const wchar_t* szPath);
+
+// Reads the string value szName of hKey with at most cbMax bytes of data. A
+// missing value, one longer than cbMax and one that is not REG_SZ or
+// REG_EXPAND_SZ all read as nullopt. The text ends at its first NUL or at the
+// end of the data, whichever comes first (a string stored without terminator
+// or with an odd byte count is read safely).
+std::optional<std::wstring> QueryStringValue(HKEY hKey, const wchar_t* szName, DWORD cbMax);
+
+// Reads the REG_DWORD value szName of hKey; any other type or size reads as
+// nullopt.
+std::optional<DWORD> QueryDwordValue(HKEY hKey, const wchar_t* szName);
+
 // One key, seen in both views. The path is split at its last backslash: the
 // key part (before it) is the key the eraser works on, the leaf part (after
 // it) is not used. Callers pass paths ending in "\" so that the key part is
@@ -104,9 +120,6 @@ class RegistryKeyEraser {
     bool DeleteTree32(HKEY hRoot, const wchar_t* szPath);
     bool DeleteTreeNative(HKEY hRoot, const wchar_t* szPath);
 
-    // DeleteTree32 then DeleteTreeNative on the key part under the root.
-    void DeleteInBothViews();
-
     HKEY Root() const { return m_hRoot; }
     const std::wstring& KeyPart() const { return m_strKeyPart; }
     const std::wstring& LeafPart() const { return m_strLeafPart; }
@@ -116,6 +129,8 @@ class RegistryKeyEraser {
     enum class NameKind { SubKey, Value };
     // One enumeration pass over the open key hKey; fMerge drops names already listed.
     void AppendNames(HKEY hKey, NameKind kind, bool fMerge);
+    // The recursion behind DeleteTree32 and DeleteTreeNative.
+    bool DeleteTree(HKEY hRoot, const std::wstring& strPath, bool f32BitView);
 
     std::vector<std::wstring> m_vecNames;
     std::wstring m_strKeyPart;
@@ -123,7 +138,9 @@ class RegistryKeyEraser {
     HKEY m_hRoot;
     UniqueRegKey m_hKeyNative;
     UniqueRegKey m_hKey32;
-    wchar_t m_szName[kcchLongPath] = {};
+    // Holds one name of the enumeration; at least kcchLongPath characters, and
+    // grown to the longest name the key reports so that no name is cut short.
+    std::vector<wchar_t> m_vecName = std::vector<wchar_t>(kcchLongPath);
     DWORD m_cSubKeys = 0;
     DWORD m_cchMaxSubKey = 0;
     DWORD m_cValues = 0;
