@@ -3,6 +3,7 @@
 #include "runtime/handles.h"
 #include "runtime/session.h"
 #include "system/process.h"
+#include "system/process_text.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
 
@@ -154,6 +155,17 @@ TEST_F(LaunchTest, ShellExecuteAndWaitFailuresNameTheMessageNotTheFile) {
     EXPECT_EQ((Lines{L"Varen_CA failed to launch the following: File not found.",
                      L"Varen_CA failed to launch the following: File association not available."}),
               m_session.Lines());
+}
+
+TEST_F(LaunchTest, RunBoundedCommandStartsTheCutLineAndWaits) {
+    m_tool.SetDelay(200);
+    const std::wstring strLong = L"\"" + m_tool.Path() + L"\" " + std::wstring(600, L'a');
+    EXPECT_TRUE(RunBoundedCommand(strLong, kcchInterpreterCommandBuffer));
+    EXPECT_EQ((Lines{m_tool.Path() + L"|" + strLong.substr(0, 519), m_tool.Path() + L"|done"}),
+              m_tool.LogLines());
+    EXPECT_TRUE(RunBoundedCommand(strLong, kcchToolCommandBuffer));
+    EXPECT_EQ(strLong.substr(0, 518), m_tool.CommandLines().back());
+    EXPECT_EQ(Lines{}, m_session.Lines());
 }
 
 namespace {
