@@ -45,3 +45,40 @@ TEST(RecordParser, ShortRecordWithoutTheKeyThrowsInvalidPosition) {
     EXPECT_NO_THROW(GetTaskName(L"12345678")); // 8 characters: start 8 is the end
     EXPECT_THROW(GetTaskName(L"1234567"), std::out_of_range);
 }
+
+TEST(RecordParser, ValueRunsToTheFirstSemicolonOrTheEnd) {
+    EXPECT_EQ(L"a=b", GetTaskName(L"TaskName=a=b;Username=U")); // "=" inside a value is kept
+    EXPECT_EQ(L"", GetTaskName(L"TaskName="));                  // the key is the whole record
+    EXPECT_EQ(L"", GetTaskName(L"TaskName=;;;"));
+    EXPECT_EQ(L"x", GetTaskName(L"Username=U;TaskName=x;"));
+    EXPECT_EQ(L"J\u00fcrgen \u00c4", GetUsername(L"Username=J\u00fcrgen \u00c4;TaskName=T"));
+    const std::wstring strLong(100000, L'L');
+    EXPECT_EQ(strLong, GetCommandToLaunch(L"TaskName=T;CommandToLaunch=" + strLong));
+}
+
+TEST(RecordParser, AKeyInsideAnEarlierValueWins) {
+    EXPECT_EQ(L"evil", GetTaskName(L"CommandToLaunch=run TaskName=evil;TaskName=good"));
+    EXPECT_EQ(L"C:\\x", GetDirectoryOfBinary(L"ServiceName=S;DirectoryOfBinary=C:\\x"));
+    EXPECT_EQ(L"S", GetServiceName(L"DirectoryOfBinary=C:\\x;ServiceName=S"));
+}
+
+TEST(RecordParser, EmbeddedNullsAreOrdinaryCharacters) {
+    const std::wstring strRecord(L"TaskName=a\0b;Username=c\0", 24);
+    EXPECT_EQ(std::wstring(L"a\0b", 3), GetTaskName(strRecord));
+    EXPECT_EQ(std::wstring(L"c\0", 2), GetUsername(strRecord));
+}
+
+TEST(RecordParser, MissingKeyBoundaryForEachKey) {
+    // Without the key the start is L - 1: a record of exactly L - 1 characters
+    // gives "", one character less throws.
+    const std::wstring_view keys[] = {L"TaskName=", L"Username=", L"CommandToLaunch=",
+                                      L"DirectoryOfBinary=", L"ServiceName="};
+    for (std::wstring_view strKey : keys) {
+        const size_t iStart = strKey.size() - 1;
+        EXPECT_EQ(L"", GetRecordValue(std::wstring(iStart, L'#'), strKey));
+        EXPECT_THROW(GetRecordValue(std::wstring(iStart - 1, L'#'), strKey), std::out_of_range);
+        EXPECT_EQ(L"tail", GetRecordValue(std::wstring(iStart, L'#') + L"tail;next", strKey));
+        // A ";" before the start does not matter.
+        EXPECT_EQ(L"xy", GetRecordValue(L";" + std::wstring(iStart - 1, L'#') + L"xy", strKey));
+    }
+}
