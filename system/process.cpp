@@ -40,6 +40,27 @@ PSECURITY_DESCRIPTOR ConvertLaunchSecurity() {
     return pDescriptor;
 }
 
+// A command line for the composed failure text; a null one reads as empty.
+std::wstring_view CommandText(const wchar_t* szCommandLine) {
+    return szCommandLine != nullptr ? szCommandLine : L"";
+}
+
+// CreateProcessW with no application name, no thread attributes, handles not
+// inherited, no environment and no current directory, and a zeroed start-up record.
+// A null command line fails with ERROR_INVALID_PARAMETER without reaching the
+// system (Wine's CreateProcessW faults on it).
+bool CreateCommandProcess(wchar_t* szCommandLine, SECURITY_ATTRIBUTES* pProcessSecurity,
+                          DWORD dwFlags, PROCESS_INFORMATION& info) {
+    if (szCommandLine == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    return CreateProcessW(nullptr, szCommandLine, pProcessSecurity, nullptr, FALSE, dwFlags,
+                          nullptr, nullptr, &startup, &info) != FALSE;
+}
+
 } // namespace
 
 std::wstring GetShellFolderPath(int iCsidl) {
@@ -54,15 +75,12 @@ std::wstring GetShellFolderPath(int iCsidl) {
 
 bool LaunchProcess(wchar_t* szCommandLine, [[maybe_unused]] const wchar_t* szDirectory, bool fWait,
                    DWORD dwTimeout) {
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
     PROCESS_INFORMATION info = {};
-    if (!CreateProcessW(nullptr, szCommandLine, nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
-                        nullptr, &startup, &info)) {
+    if (!CreateCommandProcess(szCommandLine, nullptr, CREATE_NO_WINDOW, info)) {
         // The failure text is composed and deliberately not logged: the actions
         // built on this launcher report a failed start by their own result only.
         [[maybe_unused]] const std::wstring strFailure =
-            LaunchFailureText(L"", szCommandLine, GetLastError());
+            LaunchFailureText(L"", CommandText(szCommandLine), GetLastError());
         return false;
     }
     const ProcessHandles handles(info);
@@ -78,13 +96,10 @@ int LaunchProcessSecured(wchar_t* szCommandLine, [[maybe_unused]] const wchar_t*
     security.nLength = sizeof(security);
     security.lpSecurityDescriptor = ConvertLaunchSecurity();
     security.bInheritHandle = TRUE;
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
     PROCESS_INFORMATION info = {};
-    if (!CreateProcessW(nullptr, szCommandLine, &security, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &info)) {
+    if (!CreateCommandProcess(szCommandLine, &security, 0, info)) {
         const std::wstring strFailure =
-            LaunchFailureText(L"VAREN_CA ", szCommandLine, GetLastError());
+            LaunchFailureText(L"VAREN_CA ", CommandText(szCommandLine), GetLastError());
         LogMessage(g_hInstall, L"%s", strFailure.c_str());
         return 0;
     }

@@ -7,8 +7,7 @@
 
 // The source list for one path: the path, then NULs up to its length plus 2, which
 // ends the list with two NULs. With fDropTrailingQuote a '"' that is the path's last
-// character becomes a NUL; a leading quote is kept (callers get quoted paths only
-// from the end of a CustomActionData field, so only that quote is stripped).
+// character becomes a NUL; a leading quote is kept (the asymmetry is deliberate).
 std::wstring BuildShellDeleteSource(std::wstring_view strPath, bool fDropTrailingQuote);
 
 // The message logged for a result of the shell's file operation, or nullptr for a

@@ -123,6 +123,16 @@ TEST_F(LaunchTest, LaunchProcessSecuredOnAMissingProgram) {
               m_session.Lines());
 }
 
+TEST_F(LaunchTest, NullCommandLineFailsWithoutACrash) {
+    EXPECT_FALSE(LaunchProcess(nullptr, L"", true, INFINITE));
+    EXPECT_EQ(Lines{}, m_session.Lines());
+    EXPECT_EQ(0, LaunchProcessSecured(nullptr, L"", true, INFINITE));
+    // Never handed to CreateProcessW (Wine's faults on it): ERROR_INVALID_PARAMETER.
+    EXPECT_EQ((Lines{L"VAREN_CA Security String converted",
+                     L"\nVAREN_CA Failed to lauch ><\n Last error return: 87\n"}),
+              m_session.Lines());
+}
+
 TEST_F(LaunchTest, ShellExecuteAndWaitWaitsForTheProgram) {
     m_tool.SetDelay(300);
     EXPECT_TRUE(ShellExecuteAndWait(m_tool.Path().c_str(), L"/a \"b c\"", true));
