@@ -37,5 +37,6 @@ void LogMessage(MSIHANDLE hInstall, const wchar_t* szFormat, ...) {
 
 int ShowInstallerMessage(MSIHANDLE hInstall, const wchar_t* szText, UINT uStyle) {
     // Fields 1 and 2 stay empty; the text travels in field 0.
-    return SendRecord(hInstall, static_cast<INSTALLMESSAGE>(INSTALLMESSAGE_USER + uStyle), 2, szText);
+    return SendRecord(hInstall, static_cast<INSTALLMESSAGE>(INSTALLMESSAGE_USER + uStyle), 2,
+                      szText);
 }

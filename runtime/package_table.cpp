@@ -17,7 +17,8 @@ constexpr DWORD kcchTableValue = 1042;
 
 } // namespace
 
-bool GetFromMSITable(const wchar_t* szQueryTemplate, const wchar_t* szRowName, std::wstring& strValue) {
+bool GetFromMSITable(const wchar_t* szQueryTemplate, const wchar_t* szRowName,
+                     std::wstring& strValue) {
     wchar_t szQuery[kcchQuery];
     wsprintfW(szQuery, szQueryTemplate, szRowName);
     LogMessage(g_hInstall, L"Varen_CA GetFromMSITable(), Reading Property table\n");
@@ -27,7 +28,8 @@ bool GetFromMSITable(const wchar_t* szQueryTemplate, const wchar_t* szRowName, s
     // Declared in this order so that they close as row, view, database.
     UniqueMsiHandle hDatabase(MsiGetActiveDatabase(g_hInstall));
     if (!hDatabase) {
-        LogMessage(g_hInstall, L"Varen_CA GetFromMSITable() failed at MsiGetActiveDatabase %s \n", szValue);
+        LogMessage(g_hInstall, L"Varen_CA GetFromMSITable() failed at MsiGetActiveDatabase %s \n",
+                   szValue);
         return false;
     }
     UniqueMsiHandle hView;
@@ -45,7 +47,8 @@ bool GetFromMSITable(const wchar_t* szQueryTemplate, const wchar_t* szRowName, s
     if (MsiRecordGetStringW(hRow.get(), 1, szValue, &cchValue) != ERROR_SUCCESS) {
         return false;
     }
-    LogMessage(g_hInstall, L"Varen_CA GetFromMSITable() PackageRead Property Value is %s \n", szValue);
+    LogMessage(g_hInstall, L"Varen_CA GetFromMSITable() PackageRead Property Value is %s \n",
+               szValue);
     strValue = szValue;
     return true;
 }
@@ -68,8 +71,9 @@ UINT UpdateVersionInReg(MSIHANDLE hInstall, const wchar_t* szName, const wchar_t
     std::wstring strValue(8192, L'\0');
     DWORD cchValue = 8192;
     const MSIHANDLE hDatabase = MsiGetActiveDatabase(hInstall);
-    const std::wstring strQuery = std::wstring(L"SELECT `Value` FROM `") + L"ORX_InstallProperties" +
-                                  L"` WHERE `Property`='" + szName + L"'";
+    const std::wstring strQuery = std::wstring(L"SELECT `Value` FROM `") +
+                                  L"ORX_InstallProperties" + L"` WHERE `Property`='" + szName +
+                                  L"'";
 
     UniqueMsiHandle hView;
     if (MsiDatabaseOpenViewW(hDatabase, strQuery.c_str(), hView.put()) != ERROR_SUCCESS) {
@@ -86,8 +90,9 @@ UINT UpdateVersionInReg(MSIHANDLE hInstall, const wchar_t* szName, const wchar_t
         return 1;
     }
     UniqueRegKey hKey;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QVX\\PN", 0, nullptr, REG_OPTION_NON_VOLATILE,
-                        KEY_ALL_ACCESS, nullptr, hKey.put(), nullptr) != ERROR_SUCCESS) {
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QVX\\PN", 0, nullptr,
+                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, hKey.put(),
+                        nullptr) != ERROR_SUCCESS) {
         return 1;
     }
     // Stored without its terminator: the byte count covers the characters only.
@@ -101,7 +106,8 @@ UINT UpdateVersionInReg(MSIHANDLE hInstall, const wchar_t* szName, const wchar_t
 } // namespace
 
 extern "C" UINT __stdcall UpdatePNVersionInReg(MSIHANDLE hInstall) {
-    return UpdateVersionInReg(hInstall, L"PNVersion", L"VAREN_CA: PN version Registry values updated.");
+    return UpdateVersionInReg(hInstall, L"PNVersion",
+                              L"VAREN_CA: PN version Registry values updated.");
 }
 
 extern "C" UINT __stdcall UpdateDriverVersionInReg(MSIHANDLE hInstall) {

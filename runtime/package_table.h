@@ -11,4 +11,5 @@ inline constexpr const wchar_t* kOrxPropertyQuery =
 // g_hInstall and copies field 1 of the first row into strValue. False when the
 // database, the view, the row or the value (over 1041 characters) is not there.
 // The row name is not escaped: an apostrophe makes the query invalid.
-bool GetFromMSITable(const wchar_t* szQueryTemplate, const wchar_t* szRowName, std::wstring& strValue);
+bool GetFromMSITable(const wchar_t* szQueryTemplate, const wchar_t* szRowName,
+                     std::wstring& strValue);

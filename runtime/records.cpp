@@ -29,11 +29,13 @@ std::wstring GetFileVersionString(const std::wstring& strPath) {
     VS_FIXEDFILEINFO* pFixed = nullptr;
     UINT cbFixed = 0;
     if (!GetFileVersionInfoW(strPath.c_str(), 0, cbInfo, info.data()) ||
-        !VerQueryValueW(info.data(), L"\\", reinterpret_cast<void**>(&pFixed), &cbFixed) || !pFixed) {
+        !VerQueryValueW(info.data(), L"\\", reinterpret_cast<void**>(&pFixed), &cbFixed) ||
+        !pFixed) {
         return {};
     }
     wchar_t szVersion[64];
-    wsprintfW(szVersion, L"%d.%d.%d.%d", HIWORD(pFixed->dwFileVersionMS), LOWORD(pFixed->dwFileVersionMS),
-              HIWORD(pFixed->dwFileVersionLS), LOWORD(pFixed->dwFileVersionLS));
+    wsprintfW(szVersion, L"%d.%d.%d.%d", HIWORD(pFixed->dwFileVersionMS),
+              LOWORD(pFixed->dwFileVersionMS), HIWORD(pFixed->dwFileVersionLS),
+              LOWORD(pFixed->dwFileVersionLS));
     return szVersion;
 }

@@ -93,11 +93,12 @@ extern "C" UINT __stdcall GetInstallCADir(MSIHANDLE hInstall) {
 }
 
 extern "C" UINT __stdcall GetInstallPyraDir(MSIHANDLE hInstall) {
-    return HandOffInstallDir(hInstall, L"GetInstallPyraDir", L"Varen_CA SetInstallPyraDir() failed.",
-                             {{L"DeleteInstallPyra",
-                               L"Varen_CA DeleteInstallPyra, %s should be set in CustomActionData \n",
-                               L"Varen_CA DeleteInstallPyra failed to set Pid in CustomActionData"}},
-                             kBooleanResult);
+    return HandOffInstallDir(
+        hInstall, L"GetInstallPyraDir", L"Varen_CA SetInstallPyraDir() failed.",
+        {{L"DeleteInstallPyra",
+          L"Varen_CA DeleteInstallPyra, %s should be set in CustomActionData \n",
+          L"Varen_CA DeleteInstallPyra failed to set Pid in CustomActionData"}},
+        kBooleanResult);
 }
 
 extern "C" UINT __stdcall GetInstallProxyDir(MSIHANDLE hInstall) {
@@ -106,7 +107,8 @@ extern "C" UINT __stdcall GetInstallProxyDir(MSIHANDLE hInstall) {
         {{L"LaunchInstallProxyExe",
           L"Varen_CA LaunchInstallProxyExe, %s should be set in CustomActionData \n",
           L"Varen_CA LaunchInstallProxyExe failed to set Pid in CustomActionData"},
-         {L"SetInstallProxyReg", L"Varen_CA SetInstallProxyReg, %s should be set in CustomActionData \n",
+         {L"SetInstallProxyReg",
+          L"Varen_CA SetInstallProxyReg, %s should be set in CustomActionData \n",
           L"Varen_CA SetInstallProxyReg failed to set Pid in CustomActionData"}},
         kBooleanResult, Verdict::LastSet);
 }
@@ -123,9 +125,11 @@ extern "C" UINT __stdcall SetInstallDir(MSIHANDLE hInstall) {
     return HandOffInstallDir(
         hInstall, L"SetInstallDir",
         L"Varen_CA SetInstallDir() failed to get Pid from ORX Property table.",
-        {{L"DeleteVLMDir", L"Varen_CA DeleteVLMDir SetInstallDir(), %s should be set in CustomActionData \n",
+        {{L"DeleteVLMDir",
+          L"Varen_CA DeleteVLMDir SetInstallDir(), %s should be set in CustomActionData \n",
           L"Varen_CA DeleteVLMDir SetInstallDir() failed to set Pid in CustomActionData"},
-         {L"UpdateCfg", L"Varen_CA UpdateCfg SetInstallDir(), %s should be set in CustomActionData \n",
+         {L"UpdateCfg",
+          L"Varen_CA UpdateCfg SetInstallDir(), %s should be set in CustomActionData \n",
           L"Varen_CA UpdateCfg SetInstallDir() failed to set Pid in CustomActionData"}},
         kStatusResult);
 }
@@ -135,7 +139,8 @@ extern "C" UINT __stdcall SetVlmOrxPid(MSIHANDLE hInstall) {
     LogActionStart(L"SetVlmOrxPid");
     std::wstring strPid;
     if (!GetFromMSITable(kOrxPropertyQuery, L"ORX_PID", strPid)) {
-        LogMessage(g_hInstall, L"Varen_CA SetVlmOrxPid() failed to get Pid from ORX Property table.");
+        LogMessage(g_hInstall,
+                   L"Varen_CA SetVlmOrxPid() failed to get Pid from ORX Property table.");
         return ERROR_INSTALL_FAILURE;
     }
     const DeferredTarget cleanRegistry{
@@ -154,8 +159,10 @@ extern "C" UINT __stdcall SetDisplayMode(MSIHANDLE hInstall) {
         const wchar_t* szName;
         const wchar_t* szDefault;
     };
-    static constexpr DisplayProperty kProperties[] = {
-        {L"DisplayWidth", L"1024"}, {L"DisplayHeight", L"768"}, {L"DisplayBpp", L"32"}, {L"DisplayFreq", L"60"}};
+    static constexpr DisplayProperty kProperties[] = {{L"DisplayWidth", L"1024"},
+                                                      {L"DisplayHeight", L"768"},
+                                                      {L"DisplayBpp", L"32"},
+                                                      {L"DisplayFreq", L"60"}};
 
     g_hInstall = hInstall;
     LogActionStart(L"SetDisplayMode");

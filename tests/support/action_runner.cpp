@@ -39,7 +39,8 @@ int wmain(int argc, wchar_t** argv) {
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
     MsiSetExternalUIRecord(&PrintRecord, INSTALLLOGMODE_INFO, nullptr, nullptr);
     MSIHANDLE hSession = 0;
-    if (!hDll || MsiOpenPackageExW(argv[1], MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE, &hSession) != ERROR_SUCCESS) {
+    if (!hDll || MsiOpenPackageExW(argv[1], MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE, &hSession) !=
+                     ERROR_SUCCESS) {
         fwprintf(stderr, L"action_runner: cannot load Varen_CA.dll or open %ls\n", argv[1]);
         return 1;
     }
@@ -49,7 +50,8 @@ int wmain(int argc, wchar_t** argv) {
             strName += static_cast<char>(*pch);
         }
         using Action = UINT(__stdcall*)(MSIHANDLE);
-        auto pfnAction = reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(hDll, strName.c_str())));
+        auto pfnAction = reinterpret_cast<Action>(
+            reinterpret_cast<void*>(GetProcAddress(hDll, strName.c_str())));
         if (!pfnAction) {
             wprintf(L"%ls: not exported\n", argv[iArg]);
             continue;

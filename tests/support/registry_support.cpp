@@ -14,7 +14,8 @@ namespace {
 
 HKEY Open(HKEY hRoot, View view, const std::wstring& strPath, REGSAM samAccess) {
     HKEY hKey = nullptr;
-    if (RegOpenKeyExW(hRoot, strPath.c_str(), 0, samAccess | ViewFlag(view), &hKey) != ERROR_SUCCESS) {
+    if (RegOpenKeyExW(hRoot, strPath.c_str(), 0, samAccess | ViewFlag(view), &hKey) !=
+        ERROR_SUCCESS) {
         return nullptr;
     }
     return hKey;
@@ -22,8 +23,8 @@ HKEY Open(HKEY hRoot, View view, const std::wstring& strPath, REGSAM samAccess) 
 
 HKEY Create(HKEY hRoot, View view, const std::wstring& strPath) {
     HKEY hKey = nullptr;
-    const LONG lResult = RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | ViewFlag(view),
-                                         nullptr, &hKey, nullptr);
+    const LONG lResult = RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, 0,
+                                         KEY_ALL_ACCESS | ViewFlag(view), nullptr, &hKey, nullptr);
     EXPECT_EQ(ERROR_SUCCESS, lResult) << "creating a key in the " << ViewName(view);
     return hKey;
 }
@@ -36,11 +37,11 @@ void CreateKey(HKEY hRoot, View view, const std::wstring& strPath) {
     }
 }
 
-void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName, DWORD dwType,
-            const void* pData, DWORD cbData) {
+void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
+            DWORD dwType, const void* pData, DWORD cbData) {
     if (HKEY hKey = Create(hRoot, view, strPath)) {
-        EXPECT_EQ(ERROR_SUCCESS,
-                  RegSetValueExW(hKey, strName.c_str(), 0, dwType, static_cast<const BYTE*>(pData), cbData));
+        EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(hKey, strName.c_str(), 0, dwType,
+                                                static_cast<const BYTE*>(pData), cbData));
         RegCloseKey(hKey);
     }
 }
@@ -51,7 +52,8 @@ void SetString(HKEY hRoot, View view, const std::wstring& strPath, const std::ws
            static_cast<DWORD>((strValue.size() + 1) * sizeof(wchar_t)));
 }
 
-void SetDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName, DWORD dwValue) {
+void SetDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
+              DWORD dwValue) {
     SetRaw(hRoot, view, strPath, strName, REG_DWORD, &dwValue, sizeof(dwValue));
 }
 
@@ -63,8 +65,8 @@ bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath) {
     return hKey != nullptr;
 }
 
-std::optional<std::pair<DWORD, std::vector<BYTE>>> ReadRaw(HKEY hRoot, View view, const std::wstring& strPath,
-                                                           const std::wstring& strName) {
+std::optional<std::pair<DWORD, std::vector<BYTE>>>
+ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
     HKEY hKey = Open(hRoot, view, strPath, KEY_READ);
     if (!hKey) {
         return std::nullopt;
@@ -72,9 +74,11 @@ std::optional<std::pair<DWORD, std::vector<BYTE>>> ReadRaw(HKEY hRoot, View view
     DWORD dwType = 0;
     DWORD cbData = 0;
     std::optional<std::pair<DWORD, std::vector<BYTE>>> result;
-    if (RegQueryValueExW(hKey, strName.c_str(), nullptr, &dwType, nullptr, &cbData) == ERROR_SUCCESS) {
+    if (RegQueryValueExW(hKey, strName.c_str(), nullptr, &dwType, nullptr, &cbData) ==
+        ERROR_SUCCESS) {
         std::vector<BYTE> data(cbData);
-        if (RegQueryValueExW(hKey, strName.c_str(), nullptr, &dwType, data.data(), &cbData) == ERROR_SUCCESS) {
+        if (RegQueryValueExW(hKey, strName.c_str(), nullptr, &dwType, data.data(), &cbData) ==
+            ERROR_SUCCESS) {
             data.resize(cbData);
             result.emplace(dwType, std::move(data));
         }
@@ -93,14 +97,16 @@ std::optional<std::wstring> ReadString(HKEY hRoot, View view, const std::wstring
     if (!raw || (raw->first != REG_SZ && raw->first != REG_EXPAND_SZ)) {
         return std::nullopt;
     }
-    std::wstring strValue(reinterpret_cast<const wchar_t*>(raw->second.data()), raw->second.size() / sizeof(wchar_t));
+    std::wstring strValue(reinterpret_cast<const wchar_t*>(raw->second.data()),
+                          raw->second.size() / sizeof(wchar_t));
     while (!strValue.empty() && strValue.back() == L'\0') {
         strValue.pop_back();
     }
     return strValue;
 }
 
-std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
+std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
+                               const std::wstring& strName) {
     const auto raw = ReadRaw(hRoot, view, strPath, strName);
     if (!raw || raw->first != REG_DWORD || raw->second.size() != sizeof(DWORD)) {
         return std::nullopt;
@@ -117,7 +123,8 @@ std::vector<std::wstring> SubKeyNames(HKEY hRoot, View view, const std::wstring&
     wchar_t szName[256];
     for (DWORD iKey = 0;; ++iKey) {
         DWORD cchName = 256;
-        if (RegEnumKeyExW(hKey, iKey, szName, &cchName, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+        if (RegEnumKeyExW(hKey, iKey, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
             break;
         }
         names.emplace_back(szName, cchName);

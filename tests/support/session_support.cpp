@@ -37,8 +37,9 @@ void Run(MSIHANDLE hDatabase, const std::wstring& strQuery) {
 
 void InsertRows(MSIHANDLE hDatabase, const wchar_t* szTable, const PropertyRows& rows) {
     for (const auto& [strName, strValue] : rows) {
-        Run(hDatabase, std::wstring(L"INSERT INTO `") + szTable + L"` (`Property`, `Value`) VALUES (" +
-                           Quote(strName) + L", " + Quote(strValue) + L")");
+        Run(hDatabase, std::wstring(L"INSERT INTO `") + szTable +
+                           L"` (`Property`, `Value`) VALUES (" + Quote(strName) + L", " +
+                           Quote(strValue) + L")");
     }
 }
 
@@ -66,19 +67,21 @@ std::wstring NewGuid() {
 std::wstring BuildPackage(const PackageSpec& spec) {
     const std::wstring strPath = TempFolder() + L"varen_" + NewGuid() + L".msi";
     MSIHANDLE hDatabase = 0;
-    if (MsiOpenDatabaseW(strPath.c_str(), reinterpret_cast<LPCWSTR>(MSIDBOPEN_CREATE), &hDatabase) !=
-        ERROR_SUCCESS) {
+    if (MsiOpenDatabaseW(strPath.c_str(), reinterpret_cast<LPCWSTR>(MSIDBOPEN_CREATE),
+                         &hDatabase) != ERROR_SUCCESS) {
         throw std::runtime_error("cannot create package");
     }
-    Run(hDatabase, L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL "
-                   L"PRIMARY KEY `Property`)");
+    Run(hDatabase,
+        L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL "
+        L"PRIMARY KEY `Property`)");
     PropertyRows properties = spec.properties;
     properties.emplace_back(L"ProductCode", NewGuid());
     InsertRows(hDatabase, L"Property", properties);
     if (spec.orxRows) {
         // Both columns form the key, so a package may carry one name twice.
-        Run(hDatabase, L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, `Value` "
-                       L"LONGCHAR NOT NULL PRIMARY KEY `Property`, `Value`)");
+        Run(hDatabase,
+            L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, `Value` "
+            L"LONGCHAR NOT NULL PRIMARY KEY `Property`, `Value`)");
         InsertRows(hDatabase, L"ORX_InstallProperties", *spec.orxRows);
     }
     MSIHANDLE hSummary = 0;
@@ -99,9 +102,10 @@ std::wstring BuildPackage(const PackageSpec& spec) {
 
 ActionSession::ActionSession(const PackageSpec& spec) : m_strPackage(BuildPackage(spec)) {
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
-    MsiSetExternalUIRecord(&ActionSession::OnRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER, this, nullptr);
-    if (MsiOpenPackageExW(m_strPackage.c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE, &m_hSession) !=
-        ERROR_SUCCESS) {
+    MsiSetExternalUIRecord(&ActionSession::OnRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER,
+                           this, nullptr);
+    if (MsiOpenPackageExW(m_strPackage.c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE,
+                          &m_hSession) != ERROR_SUCCESS) {
         throw std::runtime_error("cannot open package");
     }
     m_records.clear(); // the installer's own "Logging started" line
@@ -137,7 +141,8 @@ UINT ActionSession::Call(const char* szName) {
 
 UINT ActionSession::CallWith(const char* szName, MSIHANDLE hInstall) {
     using Action = UINT(__stdcall*)(MSIHANDLE);
-    auto pfnAction = reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(m_hDll, szName)));
+    auto pfnAction =
+        reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(m_hDll, szName)));
     if (!pfnAction) {
         ADD_FAILURE() << "Varen_CA.dll does not export " << szName;
         return 0xDEADBEEF;
@@ -232,7 +237,6 @@ void* ImportPatch::Exchange(void* pNew) {
     VirtualProtect(m_ppSlot, sizeof(void*), dwProtect, &dwProtect);
     return pOld;
 }
-
 
 std::wstring JoinLines(const std::vector<std::wstring>& lines) {
     std::wstring strAll;

@@ -24,7 +24,8 @@ void AppendLine(const std::wstring& strLog, const std::wstring& strLine) {
     }
     const std::wstring strText = strLine + L"\n";
     DWORD cbWritten = 0;
-    WriteFile(hFile, strText.data(), static_cast<DWORD>(strText.size() * sizeof(wchar_t)), &cbWritten, nullptr);
+    WriteFile(hFile, strText.data(), static_cast<DWORD>(strText.size() * sizeof(wchar_t)),
+              &cbWritten, nullptr);
     CloseHandle(hFile);
 }
 

@@ -19,8 +19,8 @@ std::wstring ExeFolder() {
 }
 
 std::wstring ReadUtf16File(const std::wstring& strPath) {
-    HANDLE hFile = CreateFileW(strPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                               OPEN_EXISTING, 0, nullptr);
+    HANDLE hFile = CreateFileW(strPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                               nullptr, OPEN_EXISTING, 0, nullptr);
     if (hFile == INVALID_HANDLE_VALUE) {
         return {};
     }
@@ -50,7 +50,8 @@ StandIn::StandIn(const std::wstring& strPath) : m_strPath(strPath) {
     m_strImage = strPath.substr(strPath.find_last_of(L'\\') + 1);
     const std::wstring strFolder = strPath.substr(0, strPath.find_last_of(L'\\'));
     if (GetFileAttributesW(strFolder.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        m_fCreatedFolder = SHCreateDirectoryExW(nullptr, strFolder.c_str(), nullptr) == ERROR_SUCCESS;
+        m_fCreatedFolder =
+            SHCreateDirectoryExW(nullptr, strFolder.c_str(), nullptr) == ERROR_SUCCESS;
     }
     EXPECT_TRUE(CopyFileW((ExeFolder() + L"\\standin.exe").c_str(), strPath.c_str(), FALSE))
         << "cannot place the stand-in";
@@ -87,7 +88,8 @@ std::vector<std::wstring> StandIn::LogLines() const {
     std::vector<std::wstring> lines;
     const std::wstring strText = ReadUtf16File(m_strLog);
     size_t iStart = 0;
-    for (size_t iEnd = strText.find(L'\n'); iEnd != std::wstring::npos; iEnd = strText.find(L'\n', iStart)) {
+    for (size_t iEnd = strText.find(L'\n'); iEnd != std::wstring::npos;
+         iEnd = strText.find(L'\n', iStart)) {
         lines.push_back(strText.substr(iStart, iEnd - iStart));
         iStart = iEnd + 1;
     }
