@@ -53,6 +53,10 @@ StandIn::StandIn(const std::wstring& strPath) : m_strPath(strPath) {
         m_fCreatedFolder =
             SHCreateDirectoryExW(nullptr, strFolder.c_str(), nullptr) == ERROR_SUCCESS;
     }
+    if (GetFileAttributesW(strPath.c_str()) != INVALID_FILE_ATTRIBUTES) {
+        m_strSetAside = strPath + L".varen-original";
+        EXPECT_TRUE(MoveFileExW(strPath.c_str(), m_strSetAside.c_str(), MOVEFILE_REPLACE_EXISTING));
+    }
     EXPECT_TRUE(CopyFileW((ExeFolder() + L"\\standin.exe").c_str(), strPath.c_str(), FALSE))
         << "cannot place the stand-in";
     SetString(HKEY_CURRENT_USER, View::Native, kOverrides, m_strImage, L"native");
@@ -70,6 +74,9 @@ StandIn::~StandIn() {
         RegCloseKey(hKey);
     }
     DeleteFileW(m_strPath.c_str());
+    if (!m_strSetAside.empty()) {
+        MoveFileExW(m_strSetAside.c_str(), m_strPath.c_str(), MOVEFILE_REPLACE_EXISTING);
+    }
     if (m_fCreatedFolder) {
         RemoveDirectoryW(m_strPath.substr(0, m_strPath.find_last_of(L'\\')).c_str());
     }

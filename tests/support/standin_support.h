@@ -7,9 +7,10 @@
 
 class StandIn {
   public:
-    // Copies standin.exe to strPath (creating its folder) and points the stand-in's
-    // log at a fresh file. For a tool that Wine also has built in, the image name
-    // is marked "native" in HKCU\Software\Wine\DllOverrides so that the copy runs.
+    // Copies standin.exe to strPath (creating its folder; a file already there is
+    // put aside and restored afterwards) and points the stand-in's log at a fresh file. For a tool
+    // that Wine also has built in, the image name is marked "native" in
+    // HKCU\Software\Wine\DllOverrides so that the copy runs.
     explicit StandIn(const std::wstring& strPath);
     ~StandIn();
     StandIn(const StandIn&) = delete;
@@ -29,6 +30,7 @@ class StandIn {
     std::wstring m_strPath;
     std::wstring m_strImage;
     std::wstring m_strLog;
+    std::wstring m_strSetAside;
     bool m_fCreatedFolder = false;
 };
 

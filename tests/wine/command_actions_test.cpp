@@ -2,6 +2,7 @@
 // folder's cmd.exe (this prefix has no 32-bit programs), and ClearCADir against
 // real folders and the Recycle Bin.
 #include "tests/support/session_support.h"
+#include "tests/support/trash_support.h"
 #include "tests/support/standin_support.h"
 
 #include <shlobj.h>
@@ -38,43 +39,6 @@ const CommandCase kCommandCases[] = {
     {"launchKdbsync_CA",
      L"Cmd.exe /c start \"QVX Accelerated Video Transcoding device initialization\" /min "
      L"\"%programfiles(x86)%\\QVX AVT\\bin\\kdbsync.exe\" aml"},
-};
-
-// Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
-// ~/.local/share/Trash), shared by every prefix, reached through drive Z:.
-fs::path TrashFolder() {
-    wchar_t szValue[MAX_PATH] = {};
-    DWORD cch = GetEnvironmentVariableW(L"XDG_DATA_HOME", szValue, MAX_PATH);
-    if (cch > 0 && cch < MAX_PATH) {
-        std::wstring strUnix = szValue;
-        std::replace(strUnix.begin(), strUnix.end(), L'/', L'\\');
-        return fs::path(L"Z:" + strUnix) / L"Trash";
-    }
-    cch = GetEnvironmentVariableW(L"WINEHOMEDIR", szValue, MAX_PATH); // "\??\Z:\home\user"
-    std::wstring strHome = cch > 0 && cch < MAX_PATH ? szValue : L"";
-    if (strHome.starts_with(L"\\??\\")) {
-        strHome.erase(0, 4);
-    }
-    return fs::path(strHome) / L".local" / L"share" / L"Trash";
-}
-
-// One item a test sends to the trash under its unique name; that item alone is
-// taken out of the trash again at the end.
-class TrashedItem {
-  public:
-    explicit TrashedItem(const std::wstring& strName)
-        : m_files(TrashFolder() / L"files" / strName),
-          m_info(TrashFolder() / L"info" / (strName + L".trashinfo")) {}
-    ~TrashedItem() {
-        std::error_code error;
-        fs::remove_all(m_files, error);
-        fs::remove(m_info, error);
-    }
-    bool InTrash() const { return fs::exists(m_files) && fs::exists(m_info); }
-
-  private:
-    fs::path m_files;
-    fs::path m_info;
 };
 
 // An installation folder with content, and a sibling that must survive.

@@ -2,6 +2,7 @@
 #include "runtime/session.h"
 #include "system/removal.h"
 #include "tests/support/session_support.h"
+#include "tests/support/trash_support.h"
 #include "tests/support/standin_support.h"
 
 #include <shellapi.h>
@@ -41,45 +42,6 @@ class TempTree {
   private:
     fs::path m_path;
     fs::path m_sibling;
-};
-
-// Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
-// ~/.local/share/Trash), shared by every prefix, reached through drive Z:.
-fs::path TrashFolder() {
-    wchar_t szValue[MAX_PATH] = {};
-    DWORD cch = GetEnvironmentVariableW(L"XDG_DATA_HOME", szValue, MAX_PATH);
-    if (cch > 0 && cch < MAX_PATH) {
-        std::wstring strUnix = szValue;
-        std::replace(strUnix.begin(), strUnix.end(), L'/', L'\\');
-        return fs::path(L"Z:" + strUnix) / L"Trash";
-    }
-    cch = GetEnvironmentVariableW(L"WINEHOMEDIR", szValue, MAX_PATH); // "\??\Z:\home\user"
-    std::wstring strHome = cch > 0 && cch < MAX_PATH ? szValue : L"";
-    if (strHome.starts_with(L"\\??\\")) {
-        strHome.erase(0, 4);
-    }
-    return fs::path(strHome) / L".local" / L"share" / L"Trash";
-}
-
-// One item the test sent to the trash under its unique name; taken out again (that
-// item only) when the test ends.
-class TrashedItem {
-  public:
-    explicit TrashedItem(const std::wstring& strName)
-        : m_files(TrashFolder() / L"files" / strName),
-          m_info(TrashFolder() / L"info" / (strName + L".trashinfo")) {}
-    ~TrashedItem() {
-        std::error_code error;
-        fs::remove_all(m_files, error);
-        fs::remove(m_info, error);
-    }
-    bool InTrash() const {
-        return fs::exists(m_files / L"sub" / L"file.txt") && fs::exists(m_info);
-    }
-
-  private:
-    fs::path m_files;
-    fs::path m_info;
 };
 
 // What the shell's delete itself returns for a source, with the flags the routines use.
@@ -167,6 +129,7 @@ TEST_F(RemovalTest, DeleteDirectoryWithUndoSendsToTheRecycleBin) {
     EXPECT_FALSE(tree.Exists());
     EXPECT_TRUE(tree.SiblingExists());
     EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
+    EXPECT_TRUE(fs::exists(trashed.Files() / L"sub" / L"file.txt"));
     EXPECT_EQ(2u, m_session.Lines().size());
 }
 
@@ -194,6 +157,7 @@ TEST_F(RemovalTest, RemovePathViaShellPermanentFlagIsTheOppositeSense) {
         EXPECT_FALSE(tree.Exists());
         EXPECT_TRUE(tree.SiblingExists());
         EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
+        EXPECT_TRUE(fs::exists(trashed.Files() / L"sub" / L"file.txt"));
     }
     EXPECT_EQ(Lines{}, m_session.Lines());
 }
