@@ -1,0 +1,53 @@
+#include "suite/package_cleanup_text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+TEST(IsExceptedPackage, OnlyTheThreeIdentifiersExactly) {
+    EXPECT_TRUE(IsExceptedPackage(L"W-05-000U-000-003-002-001-00-00"));
+    EXPECT_TRUE(IsExceptedPackage(L"W-06-2U00-000-002-188-001-00-25"));
+    EXPECT_TRUE(IsExceptedPackage(L"W-06-2U01-000-002-189-001-00-25"));
+    EXPECT_FALSE(IsExceptedPackage(L"W-05-000U-000-003-002-001-00-001"));
+    EXPECT_FALSE(IsExceptedPackage(L"W-05-000U-000-003-002-001-00-0"));
+    EXPECT_FALSE(IsExceptedPackage(L"w-05-000u-000-003-002-001-00-00"));
+    EXPECT_FALSE(IsExceptedPackage(std::wstring(L"W-05-000U-000-003-002-001-00-00\0", 32)));
+    EXPECT_FALSE(IsExceptedPackage(L""));
+}
+
+TEST(BrandingEntryPath, JoinsWithOneForwardSlash) {
+    EXPECT_EQ(L"C:/Program Files/QVX/Branding/logo.png",
+              BrandingEntryPath(L"C:\\Program Files\\QVX\\Branding", L"logo.png"));
+    EXPECT_EQ(L"C:/B/Skins", BrandingEntryPath(L"C:\\B\\", L"Skins"));
+    EXPECT_EQ(L"C:/B/x", BrandingEntryPath(L"C:/B/", L"x"));
+    EXPECT_EQ(L"/x", BrandingEntryPath(L"", L"x"));
+    EXPECT_EQ(L"a/b/c", WithForwardSlashes(L"a\\b\\c"));
+}
+
+TEST(KeepsBrandingEntry, EmptyListKeepsNothing) {
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Skins", {}));
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png", {}));
+}
+
+TEST(KeepsBrandingEntry, SkinsEntriesFollowTheSkinsName) {
+    const std::vector<std::wstring> vecWithSkins = {L"Skins"};
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/Skins", vecWithSkins));
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/OldSkins.zip", vecWithSkins)); // any text containing it
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/skins", vecWithSkins));       // case matters
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png", vecWithSkins));
+
+    // Without "Skins" in the list an entry containing it takes the general test.
+    const std::vector<std::wstring> vecOther = {L"Logo", L"C:/B/Skins"};
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/Skins", vecOther));
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Skins2", vecOther));
+}
+
+TEST(KeepsBrandingEntry, OtherEntriesNeedAnExactItem) {
+    const std::vector<std::wstring> vecRetained = {L"C:/B/logo.png", L"Logo"};
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/logo.png", vecRetained));
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Logo.png", vecRetained));
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png2", vecRetained));
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:\\B\\logo.png", vecRetained));
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Logo", vecRetained));
+}
