@@ -3,6 +3,7 @@
 #include "tests/support/registry_support.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
+#include "tests/support/trash_support.h"
 
 #include <shlobj.h>
 
@@ -550,24 +551,6 @@ TEST(RemoveVLMEntry, FirstInAModuleItsLinesAreLost) {
 }
 
 namespace {
-
-// Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
-// ~/.local/share/Trash), shared by every prefix, reached through drive Z:.
-fs::path TrashFolder() {
-    wchar_t szValue[MAX_PATH] = {};
-    DWORD cch = GetEnvironmentVariableW(L"XDG_DATA_HOME", szValue, MAX_PATH);
-    if (cch > 0 && cch < MAX_PATH) {
-        std::wstring strUnix = szValue;
-        std::replace(strUnix.begin(), strUnix.end(), L'/', L'\\');
-        return fs::path(L"Z:" + strUnix) / L"Trash";
-    }
-    cch = GetEnvironmentVariableW(L"WINEHOMEDIR", szValue, MAX_PATH); // "\??\Z:\home\user"
-    std::wstring strHome = cch > 0 && cch < MAX_PATH ? szValue : L"";
-    if (strHome.starts_with(L"\\??\\")) {
-        strHome.erase(0, 4);
-    }
-    return fs::path(strHome) / L".local" / L"share" / L"Trash";
-}
 
 std::string PercentDecoded(const std::string& strText) {
     std::string strResult;
