@@ -2,7 +2,7 @@
 // folder's cmd.exe (this prefix has no 32-bit programs), and ClearCADir against
 // real folders and the Recycle Bin.
 #include "tests/support/session_support.h"
-#include "tests/support/trash_support.h"
+#include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
 
 #include <shlobj.h>
@@ -41,31 +41,6 @@ const CommandCase kCommandCases[] = {
      L"\"%programfiles(x86)%\\QVX AVT\\bin\\kdbsync.exe\" aml"},
 };
 
-// An installation folder with content, and a sibling that must survive.
-class InstallFolder {
-  public:
-    InstallFolder()
-        : m_path(TestTempFolder() + L"varen_ca_" + NewGuid()),
-          m_sibling(m_path.wstring() + L"_sibling") {
-        fs::create_directories(m_path / L"bin");
-        std::ofstream(m_path / L"bin" / L"tool.dll") << "x";
-        fs::create_directories(m_sibling);
-    }
-    ~InstallFolder() {
-        std::error_code error;
-        fs::remove_all(m_path, error);
-        fs::remove_all(m_sibling, error);
-    }
-    std::wstring Path() const { return m_path.wstring(); }
-    std::wstring Name() const { return m_path.filename().wstring(); }
-    bool Exists() const { return fs::exists(m_path); }
-    bool SiblingExists() const { return fs::exists(m_sibling); }
-
-  private:
-    fs::path m_path;
-    fs::path m_sibling;
-};
-
 } // namespace
 
 TEST(CommandActions, RunTheirCommandThroughThe32BitInterpreterAndWait) {
@@ -95,7 +70,7 @@ TEST(CommandActions, ReturnZeroSilentlyWhenTheInterpreterCannotStart) {
 }
 
 TEST(ClearCADir, SendsTheInstallFolderToTheRecycleBin) {
-    InstallFolder folder;
+    TempTree folder;
     TrashedItem trashed(folder.Name());
     ActionSession session(WithProperties({{L"INSTALLDIR", folder.Path()}}));
     EXPECT_EQ(1u, session.Call("ClearCADir"));
@@ -121,7 +96,7 @@ TEST(ClearCADir, MissingFolderFails) {
 TEST(ClearCADir, TrailingQuoteIsKeptAndWineReportsSuccessWithoutRemoving) {
     // No quote is stripped here. Wine's Recycle Bin path answers the quoted name
     // with 0 although nothing is removed or trashed, so the action returns 1.
-    InstallFolder folder;
+    TempTree folder;
     TrashedItem trashed(folder.Name());
     const std::wstring strQuoted = folder.Path() + L"\"";
     ActionSession session(WithProperties({{L"INSTALLDIR", strQuoted}}));

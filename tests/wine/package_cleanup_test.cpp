@@ -3,7 +3,7 @@
 #include "tests/support/registry_support.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
-#include "tests/support/trash_support.h"
+#include "tests/support/folder_support.h"
 
 #include <shlobj.h>
 

@@ -2,7 +2,7 @@
 #include "runtime/session.h"
 #include "system/removal.h"
 #include "tests/support/session_support.h"
-#include "tests/support/trash_support.h"
+#include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
 
 #include <shellapi.h>
@@ -17,32 +17,6 @@ using Lines = std::vector<std::wstring>;
 namespace fs = std::filesystem;
 
 namespace {
-
-// A folder with a file and a sub-folder under the temporary folder, and a sibling
-// folder next to it that no removal may touch; both removed at the end.
-class TempTree {
-  public:
-    TempTree()
-        : m_path(TestTempFolder() + L"varen_rm_" + NewGuid()),
-          m_sibling(m_path.wstring() + L"_sibling") {
-        fs::create_directories(m_path / L"sub");
-        std::ofstream(m_path / L"sub" / L"file.txt") << "x";
-        fs::create_directories(m_sibling);
-    }
-    ~TempTree() {
-        std::error_code error;
-        fs::remove_all(m_path, error);
-        fs::remove_all(m_sibling, error);
-    }
-    std::wstring Path() const { return m_path.wstring(); }
-    std::wstring Name() const { return m_path.filename().wstring(); }
-    bool Exists() const { return fs::exists(m_path); }
-    bool SiblingExists() const { return fs::exists(m_sibling); }
-
-  private:
-    fs::path m_path;
-    fs::path m_sibling;
-};
 
 // What the shell's delete itself returns for a source, with the flags the routines use.
 int RawShellDelete(const std::wstring& strPath) {

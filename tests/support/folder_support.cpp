@@ -1,8 +1,12 @@
-#include "tests/support/trash_support.h"
+#include "tests/support/folder_support.h"
+
+#include "tests/support/session_support.h"
+#include "tests/support/standin_support.h"
 
 #include <windows.h>
 
 #include <algorithm>
+#include <fstream>
 
 namespace fs = std::filesystem;
 
@@ -15,6 +19,28 @@ std::wstring Environment(const wchar_t* szName) {
 }
 
 } // namespace
+
+TempTree::TempTree()
+    : m_path(TestTempFolder() + L"varen_tree_" + NewGuid()),
+      m_sibling(m_path.wstring() + L"_sibling") {
+    fs::create_directories(m_path / L"sub");
+    std::ofstream(m_path / L"sub" / L"file.txt") << "x";
+    fs::create_directories(m_sibling);
+}
+
+TempTree::~TempTree() {
+    std::error_code error;
+    fs::remove_all(m_path, error);
+    fs::remove_all(m_sibling, error);
+}
+
+bool TempTree::Exists() const {
+    return fs::exists(m_path);
+}
+
+bool TempTree::SiblingExists() const {
+    return fs::exists(m_sibling);
+}
 
 fs::path TrashFolder() {
     std::wstring strData = Environment(L"XDG_DATA_HOME");
