@@ -9,8 +9,14 @@
 #include <utility>
 
 // One owner type per close function: THandle is the raw type, Close releases it
-// and kNull is the value that means "nothing to close".
-template <typename THandle, auto Close, THandle kNull = THandle{}>
+// and Null() gives the value that means "nothing to close" (a function, since
+// INVALID_HANDLE_VALUE is not a constant expression).
+template <typename THandle>
+constexpr THandle ZeroHandle() {
+    return THandle{};
+}
+
+template <typename THandle, auto Close, auto Null = &ZeroHandle<THandle>>
 class UniqueResource {
   public:
     UniqueResource() = default;
@@ -25,22 +31,22 @@ class UniqueResource {
     ~UniqueResource() { reset(); }
 
     THandle get() const { return m_h; }
-    explicit operator bool() const { return m_h != kNull; }
+    explicit operator bool() const { return m_h != Null(); }
     // For out-parameters of the opening call: closes what is held first.
     THandle* put() {
         reset();
         return &m_h;
     }
-    THandle release() { return std::exchange(m_h, kNull); }
-    void reset(THandle h = kNull) {
-        if (m_h != kNull) {
+    THandle release() { return std::exchange(m_h, Null()); }
+    void reset(THandle h = Null()) {
+        if (m_h != Null()) {
             Close(m_h);
         }
         m_h = h;
     }
 
   private:
-    THandle m_h = kNull;
+    THandle m_h = Null();
 };
 
 using UniqueMsiHandle = UniqueResource<MSIHANDLE, &MsiCloseHandle>;
@@ -48,6 +54,10 @@ using UniqueRegKey = UniqueResource<HKEY, &RegCloseKey>;
 using UniqueHandle = UniqueResource<HANDLE, &CloseHandle>;
 using UniqueLocalMemory = UniqueResource<HLOCAL, &LocalFree>;
 using UniqueSid = UniqueResource<PSID, &FreeSid>;
+inline HANDLE InvalidHandle() {
+    return INVALID_HANDLE_VALUE;
+}
+using UniqueFindHandle = UniqueResource<HANDLE, &FindClose, &InvalidHandle>;
 
 inline void FreeShellItemList(PIDLIST_ABSOLUTE pidl) {
     CoTaskMemFree(pidl);

@@ -17,7 +17,6 @@
 #include <shlwapi.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -117,8 +116,25 @@ std::wstring GetBrandingFolder() {
     return QueryStringValue(hPn.get(), L"PNBrandingInstallDir", MAX_PATH).value_or(L"");
 }
 
-// Entries are full paths with "/" separators, the form of the retained
-// values, and are removed in that form.
+// The folder's entries ("*.*", less "." and ".."), listed in full before any is
+// removed, as full paths with "/" separators: the form of the retained values.
+std::vector<std::wstring> ListBrandingEntries(const std::wstring& strFolder) {
+    std::vector<std::wstring> vecEntries;
+    WIN32_FIND_DATAW findData;
+    UniqueFindHandle hFind(FindFirstFileW((strFolder + L"\\*.*").c_str(), &findData));
+    if (!hFind) {
+        return vecEntries;
+    }
+    do {
+        const std::wstring_view strName = findData.cFileName;
+        if (strName != L"." && strName != L"..") {
+            vecEntries.push_back(BrandingEntryPath(strFolder, findData.cFileName));
+        }
+    } while (FindNextFileW(hFind.get(), &findData));
+    return vecEntries;
+}
+
+// Entries are removed in their listed form.
 void DeleteBrandingEntry(const std::wstring& strEntry) {
     if (!PathIsDirectoryW(strEntry.c_str())) {
         _wremove(strEntry.c_str()); // a file that cannot be removed is left as it is
@@ -250,13 +266,7 @@ extern "C" UINT __stdcall DeleteandRetainValues(MSIHANDLE /*hInstall*/) {
     if (!PathFileExistsW(strFolder.c_str())) {
         return 0;
     }
-    std::vector<std::wstring> vecEntries;
-    std::error_code error;
-    for (std::filesystem::directory_iterator it(strFolder, error), end; !error && it != end;
-         it.increment(error)) {
-        vecEntries.push_back(BrandingEntryPath(strFolder, it->path().filename().wstring()));
-    }
-    for (const std::wstring& strEntry : vecEntries) {
+    for (const std::wstring& strEntry : ListBrandingEntries(strFolder)) {
         if (!KeepsBrandingEntry(strEntry, g_vecRetainedNames)) {
             DeleteBrandingEntry(strEntry);
         }
