@@ -63,8 +63,9 @@ add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image
 # probe DLL stands in for deferred partners that are not part of Varen_CA.
 add_library(probe_ca SHARED ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.cpp ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.def)
 set_target_properties(probe_ca PROPERTIES PREFIX "")
-target_compile_options(probe_ca PRIVATE ${VAREN_WARNINGS})
-target_link_options(probe_ca PRIVATE -static)
+# Built like the DLL, so that scripts/bench can use it as the size baseline.
+target_compile_options(probe_ca PRIVATE ${VAREN_WARNINGS} -Os -ffunction-sections -fdata-sections)
+target_link_options(probe_ca PRIVATE -static -Wl,--gc-sections -s)
 target_link_libraries(probe_ca PRIVATE msi)
 file(GLOB VAREN_E2E_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/e2e/*.test)
 foreach(script IN LISTS VAREN_E2E_TESTS)
