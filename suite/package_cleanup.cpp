@@ -34,11 +34,12 @@ std::vector<std::wstring> g_vecRetainedNames;
 // folder, to the Recycle Bin. True when it is gone or was never there.
 bool RemoveLegacyUninstallFolder() {
     wchar_t szProgramFiles[MAX_PATH] = {};
-    // Without the folder there is no path to remove; that is a failed step, not
-    // a removal relative to the current drive.
+    // The shell answers "not found" (or S_FALSE) when the program files folder
+    // does not exist; then neither does the legacy folder under it. Nothing is
+    // removed, least of all a path relative to the current drive.
     if (SHGetFolderPathW(nullptr, CSIDL_PROGRAM_FILESX86, nullptr, SHGFP_TYPE_CURRENT,
                          szProgramFiles) != S_OK) {
-        return false;
+        return true;
     }
     const std::wstring strFolder =
         std::wstring(szProgramFiles) + L"\\ORX Technologies\\UninstallAll\\";

@@ -669,6 +669,34 @@ TEST(RmLegacyUninstall, MissingFolderAndKeyStillSucceed) {
               session.Lines());
 }
 
+// Without a 32-bit program files folder (the shell answers "not found", as it
+// does for a folder that does not exist) there is no legacy folder under it:
+// the files step succeeds, nothing is removed, and the entry still goes.
+TEST(RmLegacyUninstall, NoProgramFilesFolderMeansNoLegacyFolder) {
+    const std::wstring strEntry = kUninstall + L"\\All ORX Software";
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {strEntry, strEntry + L" 2"});
+    for (View view : kBothViews) {
+        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L"\\Sub");
+        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L" 2");
+    }
+    ActionSession session;
+    using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, LPWSTR);
+    GetFolderPath pfnNotFound = [](HWND, int, HANDLE, DWORD, LPWSTR szPath) -> HRESULT {
+        szPath[0] = L'\0';
+        return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+    };
+    ImportPatch notFound(GetModuleHandleW(L"Varen_CA.dll"), "shell32.dll", "SHGetFolderPathW",
+                         reinterpret_cast<void*>(pfnNotFound));
+    EXPECT_EQ(0u, session.Call("RmLegacyUninstall"));
+    EXPECT_EQ((Lines{L"VAREN_CA RemoveLegacyUninstall cleaned files \n",
+                     L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"}),
+              session.Lines());
+    for (View view : kBothViews) {
+        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry)) << ViewName(view);
+        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry + L" 2")) << ViewName(view);
+    }
+}
+
 namespace {
 
 // The settings application's branding folder, with files and folders, and a
