@@ -5,6 +5,7 @@
 #include "tests/support/standin_support.h"
 #include "tests/support/folder_support.h"
 
+#include <shellapi.h>
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
@@ -432,7 +433,7 @@ TEST(RemoveARPEntries, BadValuesSkipOnlyTheirPackage) {
     const std::wstring strSzLevel = L"{00000000-0000-0000-0000-0000000000B2}";
     const std::wstring strShortLevel = L"{00000000-0000-0000-0000-0000000000B3}";
     const std::wstring strUnterminated = L"{00000000-0000-0000-0000-0000000000B4}";
-    const std::wstring strLong(130, L'G'); // 261 bytes with its terminator: more than the 260 read
+    const std::wstring strLong(130, L'G'); // 262 bytes with its terminator: more than the 260 read
     const std::wstring strFits(129, L'F'); // 260 bytes exactly
     UninstallEntries entries({strGood, strSzLevel, strShortLevel, strUnterminated, strLong,
                               strLong.substr(0, 129), strFits, L"AA"});
@@ -487,12 +488,23 @@ TEST(RemoveARPEntries, BadValuesSkipOnlyTheirPackage) {
     EXPECT_FALSE(ValueExists(HKEY_LOCAL_MACHINE, View::Native, kUninstall, L"SystemComponent"));
 }
 
-TEST(RemoveARPEntries, NoPackagesKeyReturnsOne) {
+// The packages are listed from the native view only: a "Packages" key that
+// exists only in the 32-bit view is not opened, whatever it holds.
+TEST(RemoveARPEntries, NoNativePackagesKeyHidesNothing) {
     RegistryScope hklm(HKEY_LOCAL_MACHINE, {kOrx});
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kPackages + L"\\W-01-0000-000-000-000-001-00-01");
+    const std::wstring strCode = L"{00000000-0000-0000-0000-0000000000C1}";
+    UninstallEntries entries({strCode});
+    AddPackage(View::Wow32, L"W-01-0000-000-000-000-001-00-01", 1, strCode);
+    for (View view : kBothViews) {
+        SetString(HKEY_LOCAL_MACHINE, view, EntryKey(strCode), L"DisplayName", L"x");
+    }
     ActionSession session;
     EXPECT_EQ(1u, session.Call("RemoveARPEntries"));
     EXPECT_EQ(Lines{}, session.Lines());
+    for (View view : kBothViews) {
+        EXPECT_FALSE(ValueExists(HKEY_LOCAL_MACHINE, view, EntryKey(strCode), L"SystemComponent"))
+            << ViewName(view);
+    }
 }
 
 namespace {
@@ -548,6 +560,25 @@ TEST(RemoveVLMEntry, FirstInAModuleItsLinesAreLost) {
     EXPECT_EQ(1u, session.CallWith("DeletePyraRegistry", 0));
     EXPECT_EQ(1u, session.Call("RemoveVLMEntry"));
     EXPECT_EQ(Lines{}, session.Lines());
+}
+
+// The silent actions that do not store their handle leave the slot as an
+// earlier action set it: RemoveVLMEntry, called after them, still reports to
+// that session although every one of them was called with handle 0.
+TEST(PackageCleanup, SilentActionsLeaveTheStoredHandleAlone) {
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {kVlmEntry, kVlmEntry + L" 2", L"SOFTWARE\\ORX", kOrx,
+                                            L"SOFTWARE\\QVX", L"SOFTWARE\\QVXBranding"});
+    ArrangeVlmEntry();
+    ActionSession session;
+    EXPECT_EQ(1u, session.Call("DeleteA4Registry"));
+    session.ClearLines();
+    for (const char* szAction : {"ClearInstallRegValues", "DeleteORXKey", "DeletePNKEY",
+                                 "DeleteandRetainValues", "RemoveARPEntries"}) {
+        session.CallWith(szAction, 0);
+    }
+    EXPECT_EQ(Lines{}, session.Lines());
+    EXPECT_EQ(1u, session.CallWith("RemoveVLMEntry", 0));
+    EXPECT_EQ(kVlmLines, session.Lines());
 }
 
 namespace {
@@ -667,6 +698,34 @@ TEST(RmLegacyUninstall, MissingFolderAndKeyStillSucceed) {
     EXPECT_EQ((Lines{L"VAREN_CA RemoveLegacyUninstall cleaned files \n",
                      L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"}),
               session.Lines());
+}
+
+// A folder the shell cannot remove fails the files step; the entry still goes
+// and the action still returns 0.
+TEST(RmLegacyUninstall, FolderThatCannotBeRemovedIsLoggedAndTheEntryStillGoes) {
+    const fs::path orxFolder = fs::path(KnownFolder(CSIDL_PROGRAM_FILESX86)) / L"ORX Technologies";
+    const fs::path legacy = orxFolder / L"UninstallAll";
+    const std::wstring strEntry = kUninstall + L"\\All ORX Software";
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {strEntry});
+    fs::create_directories(legacy / L"sub");
+    for (View view : kBothViews) {
+        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L"\\Sub");
+    }
+    ActionSession session;
+    using FileOperation = int(WINAPI*)(LPSHFILEOPSTRUCTW);
+    FileOperation pfnDenied = [](LPSHFILEOPSTRUCTW) -> int { return 0x78; };
+    ImportPatch denied(GetModuleHandleW(L"Varen_CA.dll"), "shell32.dll", "SHFileOperationW",
+                       reinterpret_cast<void*>(pfnDenied));
+    EXPECT_EQ(0u, session.Call("RmLegacyUninstall"));
+    EXPECT_EQ((Lines{L"VAREN_CA RemoveLegacyUninstall failed to clean files \n",
+                     L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"}),
+              session.Lines());
+    EXPECT_TRUE(fs::exists(legacy / L"sub"));
+    for (View view : kBothViews) {
+        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry)) << ViewName(view);
+    }
+    std::error_code error;
+    fs::remove_all(orxFolder, error);
 }
 
 // Without a 32-bit program files folder (the shell answers "not found", as it
