@@ -545,6 +545,78 @@ TEST(DeleteHklmKeyTree32, UndeletableChildGivesZeroAndLeavesTheKey) {
     EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Locked"));
 }
 
+namespace {
+
+// While it lives, this program's RegOpenKeyExW fails with ERROR_ACCESS_DENIED
+// for the first cDenied opens of strPath under HKEY_LOCAL_MACHINE, and counts
+// every open of that path; all other opens go through.
+class DeniedOpens {
+  public:
+    DeniedOpens(std::wstring strPath, int cDenied)
+        : m_patch(GetModuleHandleW(nullptr), "advapi32.dll", "RegOpenKeyExW",
+                  reinterpret_cast<void*>(&Open)) {
+        s_strPath = std::move(strPath);
+        s_cDenied = cDenied;
+        s_cOpens = 0;
+        s_pfnReal = reinterpret_cast<OpenKey>(m_patch.Original());
+    }
+    static int Opens() { return s_cOpens; }
+
+  private:
+    using OpenKey = LSTATUS(WINAPI*)(HKEY, LPCWSTR, DWORD, REGSAM, PHKEY);
+    static LSTATUS WINAPI Open(HKEY hKey, LPCWSTR szSubKey, DWORD dwOptions, REGSAM samDesired,
+                               PHKEY phkResult) {
+        if (hKey == HKEY_LOCAL_MACHINE && szSubKey != nullptr && s_strPath == szSubKey &&
+            ++s_cOpens <= s_cDenied) {
+            return ERROR_ACCESS_DENIED;
+        }
+        return s_pfnReal(hKey, szSubKey, dwOptions, samDesired, phkResult);
+    }
+    ImportPatch m_patch;
+    static inline std::wstring s_strPath;
+    static inline int s_cDenied = 0;
+    static inline int s_cOpens = 0;
+    static inline OpenKey s_pfnReal = nullptr;
+};
+
+} // namespace
+
+TEST(DeleteHklmKeyTree32, OpenDeniedOnceIsTriedOnceMore) {
+    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
+    const std::wstring strTree = kTestKey + L"\\Tree";
+    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Child");
+    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\TreeSibling");
+    {
+        DeniedOpens denied(strTree, 1);
+        LongPathBuffer path(strTree);
+        EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
+        EXPECT_EQ(2, DeniedOpens::Opens());
+    }
+    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree));
+    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\TreeSibling"));
+    {
+        // Denied, then not found on the second try: already gone.
+        DeniedOpens denied(strTree, 1);
+        LongPathBuffer path(strTree);
+        EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
+        EXPECT_EQ(2, DeniedOpens::Opens());
+    }
+}
+
+TEST(DeleteHklmKeyTree32, OpenDeniedTwiceGivesZeroAndLeavesTheKey) {
+    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
+    const std::wstring strTree = kTestKey + L"\\Tree";
+    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Child");
+    {
+        DeniedOpens denied(strTree, 100);
+        LongPathBuffer path(strTree);
+        EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
+        EXPECT_EQ(2, DeniedOpens::Opens()); // one more try, no more
+        EXPECT_EQ(strTree, path.sz);
+    }
+    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Child"));
+}
+
 TEST(DeleteHklmKeyTree32, NeverWritesPastTheBuffer) {
     RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
     // 21 + 1 + 250 + 1 + 239 = 512 characters: room for "\" and 6 more, not for a
