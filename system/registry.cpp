@@ -434,7 +434,9 @@ void ListKeyTree(HKEY hKey, const std::wstring& strFullName, std::vector<std::ws
                                 L"\"");
         }
     }
-    constexpr DWORD kcchKeyName = 255 + 1; // the longest key name and its terminator
+    // 255 characters with the terminator: a sub-key whose name is 255 characters
+    // long (the registry's longest) does not fit and is passed over, deliberately.
+    constexpr DWORD kcchKeyName = 255;
     wchar_t szSubKey[kcchKeyName];
     for (DWORD dwIndex = 0; dwIndex < cSubKeys; ++dwIndex) {
         DWORD cchName = kcchKeyName;

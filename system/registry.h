@@ -72,8 +72,10 @@ void DeleteRunValue(const wchar_t* szName);
 int DeleteHklmKeyTree32(HKEY hRoot, wchar_t* szPath /* kcchLongPath characters */);
 
 // Appends to vecResult the full name ("HKEY_LOCAL_MACHINE\..." and so on) of
-// every sub-key below hKey, and of every value as "<key>\<value name>",
-// depth first. strPath is the path of hKey under hRoot.
+// every sub-key below hKey, and of every value as "<key>\"<value name>"",
+// depth first. strPath is the path of hKey under hRoot. A sub-key whose name
+// has 255 characters does not fit the name buffer and is passed over with all
+// below it; one that cannot be opened is logged and not descended into.
 void QueryKey(HKEY hKey, HKEY hRoot, const std::wstring& strPath,
               std::vector<std::wstring>& vecResult);
 

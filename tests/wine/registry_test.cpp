@@ -663,6 +663,26 @@ TEST(QueryKey, ListsValuesAndKeysDepthFirst) {
     EXPECT_EQ(Lines{}, session.Logged());
 }
 
+// Sub-key names are read into a buffer of 255 characters, terminator included:
+// a name of 255 characters (the registry's longest) does not fit and that key is
+// passed over with all below it, silently.
+TEST(QueryKey, SubKeyNameOf255CharactersIsPassedOver) {
+    RegistryScope scope(HKEY_CURRENT_USER, {kTestKey});
+    const std::wstring str254(254, L'k');
+    const std::wstring str255(255, L'm');
+    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\" + str254);
+    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\" + str255 + L"\\Below");
+    HKEY hKey = nullptr;
+    ASSERT_EQ(ERROR_SUCCESS,
+              RegOpenKeyExW(HKEY_CURRENT_USER, kTestKey.c_str(), 0, KEY_READ, &hKey));
+    LoggingSession session;
+    std::vector<std::wstring> vecResult;
+    QueryKey(hKey, HKEY_CURRENT_USER, kTestKey, vecResult);
+    RegCloseKey(hKey);
+    EXPECT_EQ(Lines{L"HKEY_CURRENT_USER\\" + kTestKey + L"\\" + str254}, vecResult);
+    EXPECT_EQ(Lines{}, session.Logged());
+}
+
 TEST(QueryKey, UnreadableSubKeyIsLoggedAndSkipped) {
     RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
     CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\A\\Hidden");
