@@ -164,35 +164,29 @@ void RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
     }
 }
 
-void RegistryKeyEraser::EnumSubKeys() {
-    m_vecNames.clear();
-    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, KEY_ALL_ACCESS, m_hKeyNative.put()) ==
-        ERROR_SUCCESS) {
-        AppendNames(m_hKeyNative.get(), NameKind::SubKey, false);
-        m_hKeyNative.reset();
-    }
-    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, kKeyAllAccess32, m_hKey32.put()) !=
-        ERROR_SUCCESS) {
+void RegistryKeyEraser::AppendViewNames(bool f32BitView, NameKind kind, bool fMerge) {
+    UniqueRegKey& hKey = f32BitView ? m_hKey32 : m_hKeyNative;
+    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0,
+                      f32BitView ? kKeyAllAccess32 : KEY_ALL_ACCESS, hKey.put()) != ERROR_SUCCESS) {
         return;
     }
-    AppendNames(m_hKey32.get(), NameKind::SubKey, true);
-    m_hKey32.reset();
+    AppendNames(hKey.get(), kind, fMerge);
+    hKey.reset();
+}
+
+void RegistryKeyEraser::EnumSubKeys() {
+    m_vecNames.clear();
+    AppendViewNames(false, NameKind::SubKey, false);
+    AppendViewNames(true, NameKind::SubKey, true);
 }
 
 void RegistryKeyEraser::EnumValues() {
     m_vecNames.clear();
-    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, KEY_ALL_ACCESS, m_hKeyNative.put()) ==
-        ERROR_SUCCESS) {
-        AppendNames(m_hKeyNative.get(), NameKind::Value, false);
-        m_hKeyNative.reset();
-    }
+    AppendViewNames(false, NameKind::Value, false);
     // The 32-bit view is consulted only when the native view holds no value.
-    if (!m_vecNames.empty() || RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0, kKeyAllAccess32,
-                                             m_hKey32.put()) != ERROR_SUCCESS) {
-        return;
+    if (m_vecNames.empty()) {
+        AppendViewNames(true, NameKind::Value, false);
     }
-    AppendNames(m_hKey32.get(), NameKind::Value, false);
-    m_hKey32.reset();
 }
 
 bool RegistryKeyEraser::DeleteTree32(HKEY hRoot, const wchar_t* szPath) {

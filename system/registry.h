@@ -129,6 +129,9 @@ class RegistryKeyEraser {
 
   private:
     enum class NameKind { SubKey, Value };
+    // Opens the key part in one view (full access) and runs AppendNames on it;
+    // a view that does not open adds nothing.
+    void AppendViewNames(bool f32BitView, NameKind kind, bool fMerge);
     // One enumeration pass over the open key hKey; fMerge drops names already listed.
     void AppendNames(HKEY hKey, NameKind kind, bool fMerge);
     // The recursion behind DeleteTree32 and DeleteTreeNative.
