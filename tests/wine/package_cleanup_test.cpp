@@ -227,10 +227,13 @@ TEST(ClearInstallRegValues, ClearsValuesInBothViewsAndKeepsSubKeys) {
             << ViewName(view);
         EXPECT_TRUE(ValueExists(HKEY_LOCAL_MACHINE, view, kOrx, L"Sibling")) << ViewName(view);
     }
-    // Without the key in either view there is nothing to do.
+    // Without the key in either view there is nothing to do, and nothing is made.
     DeleteTree(HKEY_LOCAL_MACHINE, View::Native, kOrx);
     DeleteTree(HKEY_LOCAL_MACHINE, View::Wow32, kOrx);
     EXPECT_EQ(1u, session.Call("ClearInstallRegValues"));
+    for (View view : kBothViews) {
+        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, kOrx)) << ViewName(view);
+    }
 }
 
 TEST(DeleteA4Registry, RemovesAllOfOrxInBothViews) {
