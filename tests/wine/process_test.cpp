@@ -12,32 +12,89 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <utility>
+#include <vector>
 
 using Lines = std::vector<std::wstring>;
 
 namespace {
 
-// Waits for every running child of this process whose image is szImage and returns
-// how many there were, so a test that did not wait in the launcher ends cleanly.
-int WaitForChildren(const wchar_t* szImage) {
+// The running children of this process whose image is szImage, opened for waiting
+// and ending.
+std::vector<UniqueHandle> OpenChildren(const wchar_t* szImage) {
+    std::vector<UniqueHandle> children;
     UniqueHandle hSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
-    int cChildren = 0;
     for (BOOL fMore = Process32FirstW(hSnapshot.get(), &entry); fMore;
          fMore = Process32NextW(hSnapshot.get(), &entry)) {
         if (entry.th32ParentProcessID != GetCurrentProcessId() ||
             _wcsicmp(entry.szExeFile, szImage) != 0) {
             continue;
         }
-        UniqueHandle hChild(OpenProcess(SYNCHRONIZE, FALSE, entry.th32ProcessID));
+        UniqueHandle hChild(
+            OpenProcess(SYNCHRONIZE | PROCESS_TERMINATE, FALSE, entry.th32ProcessID));
         if (hChild) {
-            WaitForSingleObject(hChild.get(), INFINITE);
-            ++cChildren;
+            children.push_back(std::move(hChild));
         }
     }
-    return cChildren;
+    return children;
+}
+
+// Ends every running child of this process whose image is szImage and waits until
+// each has gone.
+void EndChildren(const wchar_t* szImage) {
+    for (const UniqueHandle& hChild : OpenChildren(szImage)) {
+        TerminateProcess(hChild.get(), 1);
+        WaitForSingleObject(hChild.get(), INFINITE);
+    }
+}
+
+// While it lives, a watchdog thread ends the tool.exe children of this process if
+// the launch has not returned within kdwDeadline ms. It only ever fires for a
+// launcher that waits for a tool that never ends: ending the tool releases that
+// launcher, so the test fails instead of hanging.
+class LaunchDeadline {
+  public:
+    LaunchDeadline()
+        : m_hReturned(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+          m_hWatchdog(CreateThread(nullptr, 0, &Watch, m_hReturned.get(), 0, nullptr)) {}
+    ~LaunchDeadline() {
+        SetEvent(m_hReturned.get());
+        WaitForSingleObject(m_hWatchdog.get(), INFINITE);
+    }
+    LaunchDeadline(const LaunchDeadline&) = delete;
+    LaunchDeadline& operator=(const LaunchDeadline&) = delete;
+
+  private:
+    static constexpr DWORD kdwDeadline = 60000;
+    static DWORD WINAPI Watch(void* hReturned) {
+        if (WaitForSingleObject(static_cast<HANDLE>(hReturned), kdwDeadline) == WAIT_TIMEOUT) {
+            EndChildren(L"tool.exe");
+        }
+        return 0;
+    }
+    UniqueHandle m_hReturned;
+    UniqueHandle m_hWatchdog;
+};
+
+// Calls fnLaunch with the stand-in tool made to run until it is ended, and tells
+// whether the tool was still running when fnLaunch returned. The tool cannot end
+// on its own, so the answer does not depend on how fast the machine is; a launcher
+// that waited for it returns only when the deadline ends the tool, and the answer
+// is then false. The tool is ended before this returns.
+template <typename TLaunch>
+bool ReturnsWhileToolRuns(StandIn& tool, TLaunch fnLaunch) {
+    tool.SetDelay(INFINITE);
+    {
+        const LaunchDeadline deadline;
+        fnLaunch();
+    }
+    const std::vector<UniqueHandle> children = OpenChildren(L"tool.exe");
+    const bool fRunning =
+        children.size() == 1 && WaitForSingleObject(children[0].get(), 0) == WAIT_TIMEOUT;
+    EndChildren(L"tool.exe");
+    return fRunning;
 }
 
 std::wstring UniqueToolPath() {
@@ -69,14 +126,12 @@ TEST_F(LaunchTest, LaunchProcessWaitsAndLogsNothing) {
 }
 
 TEST_F(LaunchTest, LaunchProcessWithoutWaitReturnsWhileTheProgramRuns) {
-    m_tool.SetDelay(2000);
     std::wstring strCommand = Command();
-    EXPECT_TRUE(LaunchProcess(strCommand.data(), L"", false, INFINITE));
-    const Lines linesAtReturn = m_tool.LogLines();
-    EXPECT_EQ(linesAtReturn.end(),
-              std::find(linesAtReturn.begin(), linesAtReturn.end(), m_tool.Path() + L"|done"));
-    EXPECT_EQ(1, WaitForChildren(L"tool.exe"));
-    EXPECT_EQ(StartedAndDone(), m_tool.LogLines());
+    bool fStarted = false;
+    const bool fReturnedFirst = ReturnsWhileToolRuns(
+        m_tool, [&] { fStarted = LaunchProcess(strCommand.data(), L"", false, INFINITE); });
+    EXPECT_TRUE(fStarted);
+    EXPECT_TRUE(fReturnedFirst) << "the launcher waited for the tool";
     EXPECT_EQ(Lines{}, m_session.Lines());
 }
 
@@ -100,18 +155,16 @@ TEST_F(LaunchTest, LaunchProcessSecuredWithWait) {
 }
 
 TEST_F(LaunchTest, LaunchProcessSecuredWithoutWait) {
-    m_tool.SetDelay(2000);
     std::wstring strCommand = Command();
-    EXPECT_EQ(1, LaunchProcessSecured(strCommand.data(), L"", false, INFINITE));
-    const Lines linesAtReturn = m_tool.LogLines();
-    EXPECT_EQ(linesAtReturn.end(),
-              std::find(linesAtReturn.begin(), linesAtReturn.end(), m_tool.Path() + L"|done"));
+    int iStarted = 0;
+    const bool fReturnedFirst = ReturnsWhileToolRuns(
+        m_tool, [&] { iStarted = LaunchProcessSecured(strCommand.data(), L"", false, INFINITE); });
+    EXPECT_EQ(1, iStarted);
+    EXPECT_TRUE(fReturnedFirst) << "the launcher waited for the tool";
     EXPECT_EQ((Lines{L"VAREN_CA Security String converted",
                      L"CreateProcess successfully launched " + Command() +
                          L" \nWating flag was not set."}),
               m_session.Lines());
-    EXPECT_EQ(1, WaitForChildren(L"tool.exe"));
-    EXPECT_EQ(StartedAndDone(), m_tool.LogLines());
 }
 
 TEST_F(LaunchTest, LaunchProcessSecuredOnAMissingProgram) {
@@ -145,12 +198,14 @@ TEST_F(LaunchTest, ShellExecuteAndWaitWaitsForTheProgram) {
 }
 
 TEST_F(LaunchTest, ShellExecuteAndWaitWithoutWait) {
-    m_tool.SetDelay(2000);
-    EXPECT_TRUE(ShellExecuteAndWait(m_tool.Path().c_str(), L"/a \"b c\"", false));
+    bool fStarted = false;
+    const bool fReturnedFirst = ReturnsWhileToolRuns(m_tool, [&] {
+        fStarted = ShellExecuteAndWait(m_tool.Path().c_str(), L"/a \"b c\"", false);
+    });
+    EXPECT_TRUE(fStarted);
+    EXPECT_TRUE(fReturnedFirst) << "the launcher waited for the tool";
     EXPECT_EQ(Lines{L"Varen_CA launched the following successfully: " + m_tool.Path()},
               m_session.Lines());
-    EXPECT_EQ(1, WaitForChildren(L"tool.exe"));
-    EXPECT_EQ(StartedAndDone(), m_tool.LogLines());
 }
 
 TEST_F(LaunchTest, ShellExecuteAndWaitFailuresNameTheMessageNotTheFile) {
