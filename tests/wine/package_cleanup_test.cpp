@@ -762,10 +762,12 @@ TEST(RmLegacyUninstall, NoProgramFilesFolderMeansNoLegacyFolder) {
 namespace {
 
 // The settings application's branding folder, with files and folders, and a
-// file beside the folder that no removal may touch.
+// file beside the folder that no removal may touch. Its path is cchPath
+// characters long when that is given.
 class BrandingFolder {
   public:
-    BrandingFolder() : m_path(TestTempFolder() + L"varen_brand_" + NewGuid().substr(1, 8)) {
+    explicit BrandingFolder(size_t cchPath = 0)
+        : m_path(PaddedTo(TestTempFolder() + L"varen_brand_" + NewGuid().substr(1, 8), cchPath)) {
         fs::create_directories(m_path);
         for (const wchar_t* szFile : {L"logo.png", L"keep.png", L"noext"}) {
             std::ofstream(m_path / szFile) << "x";
@@ -794,6 +796,12 @@ class BrandingFolder {
     bool BesideExists() const { return fs::exists(m_path.wstring() + L"_beside.txt"); }
 
   private:
+    static std::wstring PaddedTo(std::wstring strPath, size_t cchPath) {
+        if (strPath.size() < cchPath) {
+            strPath.append(cchPath - strPath.size(), L'p');
+        }
+        return strPath;
+    }
     fs::path m_path;
 };
 
@@ -836,6 +844,18 @@ TEST(DeleteandRetainValues, WithoutTheBrandingKeyEverythingGoesSkinsIncluded) {
     EXPECT_TRUE(folder.BesideExists());
 }
 
+// 129 characters and the terminator are the 260 bytes read: that folder is found.
+TEST(DeleteandRetainValues, FolderPathOf129CharactersIsRead) {
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX", kBrandingKey});
+    BrandingFolder folder(129);
+    ASSERT_EQ(129u, folder.Path().size());
+    SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"PNBrandingInstallDir", folder.Path());
+    ActionSession session;
+    EXPECT_EQ(0u, session.Call("DeleteandRetainValues"));
+    EXPECT_EQ(Lines{}, folder.Left());
+    EXPECT_TRUE(folder.BesideExists());
+}
+
 TEST(DeleteandRetainValues, RetainedNamesLastAsLongAsTheModule) {
     RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX", kBrandingKey});
     BrandingFolder folder;
@@ -852,17 +872,17 @@ TEST(DeleteandRetainValues, RetainedNamesLastAsLongAsTheModule) {
 
 TEST(DeleteandRetainValues, UnreadableFolderValueDeletesNothing) {
     RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX", kBrandingKey});
-    BrandingFolder folder;
+    // A path of 130 characters: 262 bytes with its terminator, more than the
+    // 260 read.
+    BrandingFolder folder(130);
+    ASSERT_EQ(130u, folder.Path().size());
     const Lines all = folder.Left();
     ActionSession session;
-    // No PN key; then a REG_DWORD; then a path of 130 characters (262 bytes with
-    // its terminator, more than the 260 read).
+    // No PN key; then a REG_DWORD; then the folder's own path, too long to read.
     EXPECT_EQ(0u, session.Call("DeleteandRetainValues"));
     SetDword(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"PNBrandingInstallDir", 1);
     EXPECT_EQ(0u, session.Call("DeleteandRetainValues"));
-    std::wstring strLong = folder.Path() + L"\\";
-    strLong += std::wstring(130 - strLong.size(), L'x');
-    SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"PNBrandingInstallDir", strLong);
+    SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"PNBrandingInstallDir", folder.Path());
     EXPECT_EQ(0u, session.Call("DeleteandRetainValues"));
     // Only in the 32-bit view: not read either.
     DeleteTree(HKEY_LOCAL_MACHINE, View::Native, kPnKey);
