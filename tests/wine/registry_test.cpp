@@ -302,6 +302,19 @@ TEST(DeleteVarenRegKey, EmptySubKeyInEitherViewKeepsTheKey) {
     }
 }
 
+TEST(DeleteVarenRegKey, SubKeysAreLookedForBeforeValues) {
+    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
+    SetDword(HKEY_LOCAL_MACHINE, View::Native, kTestKey, L"Value", 0);
+    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Sub");
+    LoggingSession session;
+    DeleteVarenRegKey(HKEY_LOCAL_MACHINE, (kTestKey + L"\\").c_str());
+    EXPECT_EQ(Lines{L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus "
+                    L"it will not be deleted SOFTWARE\\VarenRegTest\\ \n"},
+              session.Logged());
+    EXPECT_TRUE(ValueExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey, L"Value"));
+    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Sub"));
+}
+
 TEST(DeleteVarenRegKey, ValueInEitherViewKeepsTheKey) {
     RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
     const std::wstring strPath = kTestKey + L"\\";
