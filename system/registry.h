@@ -53,7 +53,10 @@ void CreateRegDWValue(const wchar_t* szName, DWORD dwData);
 void DeleteVarenRegKey(HKEY hRoot, const wchar_t* szPath);
 
 // Removes HKLM "SOFTWARE\ORX Technologies\Install\Packages\<szPackage>" in
-// both views and clears the named values of HKCU "SOFTWARE\QVX". Returns 1.
+// both views and clears the named values of HKCU "SOFTWARE\QVX". An empty
+// name, or one with a backslash, removes no key (it would name "Packages"
+// itself or a key that is no package); the lines are logged all the same.
+// Returns 1.
 int DeletePackageKey(const wchar_t* szPackage);
 
 // Deletes every value of hKey except the default value and the value named
