@@ -308,6 +308,71 @@ TEST(DeletePNKEY, RemovesPnInBothViews) {
     }
 }
 
+namespace {
+
+// While it lives, Varen_CA.dll's key deletions are recorded, in order, as
+// "<root> <view> <path>" ("HKLM 32 SOFTWARE\X" for RegDeleteKeyExW with
+// KEY_WOW64_32KEY, "HKLM native SOFTWARE\X" for RegDeleteKeyW), then done.
+class DeleteRecorder {
+  public:
+    DeleteRecorder()
+        : m_deleteEx(GetModuleHandleW(L"Varen_CA.dll"), "advapi32.dll", "RegDeleteKeyExW",
+                     reinterpret_cast<void*>(&DeleteEx)),
+          m_delete(GetModuleHandleW(L"Varen_CA.dll"), "advapi32.dll", "RegDeleteKeyW",
+                   reinterpret_cast<void*>(&Delete)) {
+        s_pfnDeleteEx = reinterpret_cast<DeleteKeyEx>(m_deleteEx.Original());
+        s_pfnDelete = reinterpret_cast<DeleteKey>(m_delete.Original());
+        s_calls.clear();
+    }
+    static const Lines& Calls() { return s_calls; }
+
+  private:
+    using DeleteKeyEx = LSTATUS(WINAPI*)(HKEY, LPCWSTR, REGSAM, DWORD);
+    using DeleteKey = LSTATUS(WINAPI*)(HKEY, LPCWSTR);
+    static std::wstring RootName(HKEY hRoot) {
+        return hRoot == HKEY_LOCAL_MACHINE  ? L"HKLM"
+               : hRoot == HKEY_CURRENT_USER ? L"HKCU"
+                                            : L"other";
+    }
+    static LSTATUS WINAPI DeleteEx(HKEY hRoot, LPCWSTR szPath, REGSAM samView, DWORD dwReserved) {
+        s_calls.push_back(RootName(hRoot) + (samView == KEY_WOW64_32KEY ? L" 32 " : L" other ") +
+                          szPath);
+        return s_pfnDeleteEx(hRoot, szPath, samView, dwReserved);
+    }
+    static LSTATUS WINAPI Delete(HKEY hRoot, LPCWSTR szPath) {
+        s_calls.push_back(RootName(hRoot) + L" native " + szPath);
+        return s_pfnDelete(hRoot, szPath);
+    }
+    ImportPatch m_deleteEx;
+    ImportPatch m_delete;
+    static inline DeleteKeyEx s_pfnDeleteEx = nullptr;
+    static inline DeleteKey s_pfnDelete = nullptr;
+    static inline Lines s_calls;
+};
+
+} // namespace
+
+// Each removal does the 32-bit view first, then the native one; with nothing
+// there, one deletion each shows the order.
+TEST(PackageCleanup, BothViewRemovalsDoThe32BitViewFirst) {
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX\\Pyra", L"SOFTWARE\\QVX\\PN"});
+    RegistryScope hkcu(HKEY_CURRENT_USER, {L"SOFTWARE\\QVX\\Pyra"});
+    ActionSession session;
+    {
+        DeleteRecorder recorder;
+        EXPECT_EQ(1u, session.Call("DeletePyraRegistry"));
+        EXPECT_EQ((Lines{L"HKLM 32 SOFTWARE\\QVX\\Pyra", L"HKLM native SOFTWARE\\QVX\\Pyra",
+                         L"HKCU 32 SOFTWARE\\QVX\\Pyra", L"HKCU native SOFTWARE\\QVX\\Pyra"}),
+                  DeleteRecorder::Calls());
+    }
+    {
+        DeleteRecorder recorder;
+        EXPECT_EQ(0u, session.Call("DeletePNKEY"));
+        EXPECT_EQ((Lines{L"HKLM 32 SOFTWARE\\QVX\\PN", L"HKLM native SOFTWARE\\QVX\\PN"}),
+                  DeleteRecorder::Calls());
+    }
+}
+
 TEST(DeletePyraRegistry, RemovesPyraForMachineAndUser) {
     RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
     RegistryScope hkcu(HKEY_CURRENT_USER, {L"SOFTWARE\\QVX"});
