@@ -727,6 +727,23 @@ const Lines kLegacyLines = {L"Varen_CA CleanUninstallerFiles folder deleted\n",
                             L"VAREN_CA RemoveLegacyUninstall cleaned files \n",
                             L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"};
 
+const std::wstring kLegacyEntry = kUninstall + L"\\All ORX Software";
+
+// The legacy uninstall entry with a sub-key and value, and a sibling, in both views.
+void ArrangeLegacyEntry() {
+    for (View view : kBothViews) {
+        SetString(HKEY_LOCAL_MACHINE, view, kLegacyEntry + L"\\Sub", L"v", L"x");
+        CreateKey(HKEY_LOCAL_MACHINE, view, kLegacyEntry + L" 2");
+    }
+}
+
+void ExpectLegacyEntryGoneAndSiblingKept() {
+    for (View view : kBothViews) {
+        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, kLegacyEntry)) << ViewName(view);
+        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, kLegacyEntry + L" 2")) << ViewName(view);
+    }
+}
+
 } // namespace
 
 TEST(RmLegacyUninstall, SendsTheFolderToTheRecycleBinAndRemovesTheEntryInBothViews) {
@@ -734,25 +751,18 @@ TEST(RmLegacyUninstall, SendsTheFolderToTheRecycleBinAndRemovesTheEntryInBothVie
     const fs::path legacy = orxFolder / L"UninstallAll";
     TrashedFrom trashed("Program Files (x86)/ORX Technologies/UninstallAll");
     ASSERT_EQ(L"C:\\Program Files (x86)", KnownFolder(CSIDL_PROGRAM_FILESX86));
-    const std::wstring strEntry = kUninstall + L"\\All ORX Software";
-    RegistryScope hklm(HKEY_LOCAL_MACHINE, {strEntry, strEntry + L" 2"});
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {kLegacyEntry, kLegacyEntry + L" 2"});
     fs::create_directories(legacy / L"sub");
     std::ofstream(legacy / L"sub" / L"file.txt") << "x";
     fs::create_directories(orxFolder / L"Keep");
-    for (View view : kBothViews) {
-        SetString(HKEY_LOCAL_MACHINE, view, strEntry + L"\\Sub", L"v", L"x");
-        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L" 2");
-    }
+    ArrangeLegacyEntry();
     ActionSession session;
     EXPECT_EQ(0u, session.Call("RmLegacyUninstall"));
     EXPECT_EQ(kLegacyLines, session.Lines());
     EXPECT_FALSE(fs::exists(legacy));
     EXPECT_TRUE(fs::exists(orxFolder / L"Keep"));
     EXPECT_EQ(1, trashed.Count()) << TrashFolder();
-    for (View view : kBothViews) {
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry)) << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry + L" 2")) << ViewName(view);
-    }
+    ExpectLegacyEntryGoneAndSiblingKept();
     std::error_code error;
     fs::remove_all(orxFolder, error);
 }
@@ -773,12 +783,9 @@ TEST(RmLegacyUninstall, MissingFolderAndKeyStillSucceed) {
 TEST(RmLegacyUninstall, FolderThatCannotBeRemovedIsLoggedAndTheEntryStillGoes) {
     const fs::path orxFolder = fs::path(KnownFolder(CSIDL_PROGRAM_FILESX86)) / L"ORX Technologies";
     const fs::path legacy = orxFolder / L"UninstallAll";
-    const std::wstring strEntry = kUninstall + L"\\All ORX Software";
-    RegistryScope hklm(HKEY_LOCAL_MACHINE, {strEntry});
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {kLegacyEntry, kLegacyEntry + L" 2"});
     fs::create_directories(legacy / L"sub");
-    for (View view : kBothViews) {
-        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L"\\Sub");
-    }
+    ArrangeLegacyEntry();
     ActionSession session;
     using FileOperation = int(WINAPI*)(LPSHFILEOPSTRUCTW);
     FileOperation pfnDenied = [](LPSHFILEOPSTRUCTW) -> int { return 0x78; };
@@ -789,9 +796,7 @@ TEST(RmLegacyUninstall, FolderThatCannotBeRemovedIsLoggedAndTheEntryStillGoes) {
                      L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"}),
               session.Lines());
     EXPECT_TRUE(fs::exists(legacy / L"sub"));
-    for (View view : kBothViews) {
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry)) << ViewName(view);
-    }
+    ExpectLegacyEntryGoneAndSiblingKept();
     std::error_code error;
     fs::remove_all(orxFolder, error);
 }
@@ -800,12 +805,8 @@ TEST(RmLegacyUninstall, FolderThatCannotBeRemovedIsLoggedAndTheEntryStillGoes) {
 // does for a folder that does not exist) there is no legacy folder under it:
 // the files step succeeds, nothing is removed, and the entry still goes.
 TEST(RmLegacyUninstall, NoProgramFilesFolderMeansNoLegacyFolder) {
-    const std::wstring strEntry = kUninstall + L"\\All ORX Software";
-    RegistryScope hklm(HKEY_LOCAL_MACHINE, {strEntry, strEntry + L" 2"});
-    for (View view : kBothViews) {
-        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L"\\Sub");
-        CreateKey(HKEY_LOCAL_MACHINE, view, strEntry + L" 2");
-    }
+    RegistryScope hklm(HKEY_LOCAL_MACHINE, {kLegacyEntry, kLegacyEntry + L" 2"});
+    ArrangeLegacyEntry();
     ActionSession session;
     using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, LPWSTR);
     GetFolderPath pfnNotFound = [](HWND, int, HANDLE, DWORD, LPWSTR szPath) -> HRESULT {
@@ -818,10 +819,7 @@ TEST(RmLegacyUninstall, NoProgramFilesFolderMeansNoLegacyFolder) {
     EXPECT_EQ((Lines{L"VAREN_CA RemoveLegacyUninstall cleaned files \n",
                      L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"}),
               session.Lines());
-    for (View view : kBothViews) {
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry)) << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, strEntry + L" 2")) << ViewName(view);
-    }
+    ExpectLegacyEntryGoneAndSiblingKept();
 }
 
 namespace {

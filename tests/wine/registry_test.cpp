@@ -654,19 +654,26 @@ TEST(DeleteHklmKeyTree32, NeverWritesPastTheBuffer) {
     EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, empty.sz));
 }
 
+namespace {
+
+// QueryKey on hRoot\strPath (opened for reading), appending to vecResult.
+Lines QueriedKeys(HKEY hRoot, const std::wstring& strPath, Lines vecResult = {}) {
+    UniqueRegKey hKey;
+    EXPECT_EQ(ERROR_SUCCESS, RegOpenKeyExW(hRoot, strPath.c_str(), 0, KEY_READ, hKey.put()));
+    QueryKey(hKey.get(), hRoot, strPath, vecResult);
+    return vecResult;
+}
+
+} // namespace
+
 TEST(QueryKey, ListsValuesAndKeysDepthFirst) {
     RegistryScope scope(HKEY_CURRENT_USER, {kTestKey});
     SetString(HKEY_CURRENT_USER, View::Native, kTestKey, L"Top", L"x");
     SetString(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\A", L"InA", L"x");
     CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\A\\A1");
     CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\B");
-    HKEY hKey = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(HKEY_CURRENT_USER, kTestKey.c_str(), 0, KEY_READ, &hKey));
     LoggingSession session;
-    std::vector<std::wstring> vecResult;
-    QueryKey(hKey, HKEY_CURRENT_USER, kTestKey, vecResult);
-    RegCloseKey(hKey);
+    const Lines vecResult = QueriedKeys(HKEY_CURRENT_USER, kTestKey);
     EXPECT_EQ((Lines{L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\\"Top\"",
                      L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\A",
                      L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\A\\\"InA\"",
@@ -685,13 +692,8 @@ TEST(QueryKey, SubKeyNameOf255CharactersIsPassedOver) {
     const std::wstring str255(255, L'm');
     CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\" + str254);
     CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\" + str255 + L"\\Below");
-    HKEY hKey = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(HKEY_CURRENT_USER, kTestKey.c_str(), 0, KEY_READ, &hKey));
     LoggingSession session;
-    std::vector<std::wstring> vecResult;
-    QueryKey(hKey, HKEY_CURRENT_USER, kTestKey, vecResult);
-    RegCloseKey(hKey);
+    const Lines vecResult = QueriedKeys(HKEY_CURRENT_USER, kTestKey);
     EXPECT_EQ(Lines{L"HKEY_CURRENT_USER\\" + kTestKey + L"\\" + str254}, vecResult);
     EXPECT_EQ(Lines{}, session.Logged());
 }
@@ -701,13 +703,8 @@ TEST(QueryKey, UnreadableSubKeyIsLoggedAndSkipped) {
     CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\A\\Hidden");
     CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\C");
     LockedKey locked(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\A", L"KR");
-    HKEY hKey = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(HKEY_LOCAL_MACHINE, kTestKey.c_str(), 0, KEY_READ, &hKey));
     LoggingSession session;
-    std::vector<std::wstring> vecResult = {L"earlier entry"};
-    QueryKey(hKey, HKEY_LOCAL_MACHINE, kTestKey, vecResult);
-    RegCloseKey(hKey);
+    const Lines vecResult = QueriedKeys(HKEY_LOCAL_MACHINE, kTestKey, {L"earlier entry"});
     EXPECT_EQ((Lines{L"earlier entry", L"HKEY_LOCAL_MACHINE\\SOFTWARE\\VarenRegTest\\A",
                      L"HKEY_LOCAL_MACHINE\\SOFTWARE\\VarenRegTest\\C"}),
               vecResult);
