@@ -7,11 +7,15 @@
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
 
+#include <sddl.h>
+#include <shellapi.h>
 #include <shlobj.h>
 #include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -97,6 +101,168 @@ bool ReturnsWhileToolRuns(StandIn& tool, TLaunch fnLaunch) {
     return fRunning;
 }
 
+// Routes this program's own calls of one imported function (the library's helpers
+// are linked into it) to pfnShim while it lives; the shim reaches the system's
+// function through Real().
+template <typename TFunction>
+class ProgramImport {
+  public:
+    ProgramImport(const char* szDll, const char* szFunction, TFunction pfnShim)
+        : m_patch(GetModuleHandleW(nullptr), szDll, szFunction, reinterpret_cast<void*>(pfnShim)) {
+        s_pfnReal = reinterpret_cast<TFunction>(m_patch.Original());
+    }
+    static TFunction Real() { return s_pfnReal; }
+
+  private:
+    ImportPatch m_patch;
+    static inline TFunction s_pfnReal = nullptr;
+};
+
+// What one CreateProcessW call was given.
+struct CreateProcessCall {
+    bool fApplicationName = false;
+    std::wstring strCommandLine;
+    std::optional<SECURITY_ATTRIBUTES> processSecurity;
+    bool fThreadSecurity = false;
+    BOOL fInheritHandles = FALSE;
+    DWORD dwCreationFlags = 0;
+    bool fEnvironment = false;
+    bool fCurrentDirectory = false;
+    DWORD cbStartup = 0;
+    std::vector<uintptr_t> startupRest; // every field of the start-up record after cb
+};
+
+std::vector<uintptr_t> FieldsAfterSize(const STARTUPINFOW& startup) {
+    return {reinterpret_cast<uintptr_t>(startup.lpReserved),
+            reinterpret_cast<uintptr_t>(startup.lpDesktop),
+            reinterpret_cast<uintptr_t>(startup.lpTitle),
+            startup.dwX,
+            startup.dwY,
+            startup.dwXSize,
+            startup.dwYSize,
+            startup.dwXCountChars,
+            startup.dwYCountChars,
+            startup.dwFillAttribute,
+            startup.dwFlags,
+            startup.wShowWindow,
+            startup.cbReserved2,
+            reinterpret_cast<uintptr_t>(startup.lpReserved2),
+            reinterpret_cast<uintptr_t>(startup.hStdInput),
+            reinterpret_cast<uintptr_t>(startup.hStdOutput),
+            reinterpret_cast<uintptr_t>(startup.hStdError)};
+}
+
+// Records every CreateProcessW call and passes it on unchanged.
+class CreateProcessRecorder {
+  public:
+    CreateProcessRecorder() { s_calls.clear(); }
+    static const std::vector<CreateProcessCall>& Calls() { return s_calls; }
+
+  private:
+    static BOOL WINAPI Record(LPCWSTR szApplication, LPWSTR szCommandLine,
+                              LPSECURITY_ATTRIBUTES pProcess, LPSECURITY_ATTRIBUTES pThread,
+                              BOOL fInherit, DWORD dwFlags, LPVOID pEnvironment,
+                              LPCWSTR szDirectory, LPSTARTUPINFOW pStartup,
+                              LPPROCESS_INFORMATION pInfo) {
+        CreateProcessCall call;
+        call.fApplicationName = szApplication != nullptr;
+        call.strCommandLine = szCommandLine != nullptr ? szCommandLine : L"";
+        if (pProcess != nullptr) {
+            call.processSecurity = *pProcess;
+        }
+        call.fThreadSecurity = pThread != nullptr;
+        call.fInheritHandles = fInherit;
+        call.dwCreationFlags = dwFlags;
+        call.fEnvironment = pEnvironment != nullptr;
+        call.fCurrentDirectory = szDirectory != nullptr;
+        call.cbStartup = pStartup->cb;
+        call.startupRest = FieldsAfterSize(*pStartup);
+        s_calls.push_back(call);
+        return Import::Real()(szApplication, szCommandLine, pProcess, pThread, fInherit, dwFlags,
+                              pEnvironment, szDirectory, pStartup, pInfo);
+    }
+
+    using Import = ProgramImport<decltype(&CreateProcessW)>;
+    Import m_import{"kernel32.dll", "CreateProcessW", &Record};
+    static inline std::vector<CreateProcessCall> s_calls;
+};
+
+// Records what the security text was converted with and the descriptor it gave;
+// with a non-zero FailWith the conversion fails with that error instead.
+class SecurityConversionRecorder {
+  public:
+    explicit SecurityConversionRecorder(DWORD dwFailWith = 0) {
+        s_dwFailWith = dwFailWith;
+        s_texts.clear();
+        s_pDescriptor = nullptr;
+    }
+    // Each converted text with its revision, as "<revision>|<text>".
+    static const std::vector<std::wstring>& Texts() { return s_texts; }
+    static PSECURITY_DESCRIPTOR Descriptor() { return s_pDescriptor; }
+
+  private:
+    static BOOL WINAPI Record(LPCWSTR szText, DWORD dwRevision, PSECURITY_DESCRIPTOR* ppDescriptor,
+                              PULONG pcbDescriptor) {
+        s_texts.push_back(std::to_wstring(dwRevision) + L"|" + szText);
+        if (s_dwFailWith != 0) {
+            SetLastError(s_dwFailWith);
+            return FALSE;
+        }
+        const BOOL fConverted = Import::Real()(szText, dwRevision, ppDescriptor, pcbDescriptor);
+        s_pDescriptor = *ppDescriptor;
+        return fConverted;
+    }
+
+    using Import = ProgramImport<decltype(&ConvertStringSecurityDescriptorToSecurityDescriptorW)>;
+    Import m_import{"advapi32.dll", "ConvertStringSecurityDescriptorToSecurityDescriptorW",
+                    &Record};
+    static inline DWORD s_dwFailWith = 0;
+    static inline std::vector<std::wstring> s_texts;
+    static inline PSECURITY_DESCRIPTOR s_pDescriptor = nullptr;
+};
+
+// What one ShellExecuteExW call was given.
+struct ShellExecuteCall {
+    DWORD cbSize = 0;
+    ULONG fMask = 0;
+    bool fWindow = false;
+    std::wstring strVerb;
+    std::wstring strFile;
+    std::wstring strParameters;
+    bool fDirectory = false;
+    int nShow = 0;
+    bool fItemList = false;
+    bool fClass = false;
+};
+
+// Records every ShellExecuteExW call and passes it on unchanged.
+class ShellExecuteRecorder {
+  public:
+    ShellExecuteRecorder() { s_calls.clear(); }
+    static const std::vector<ShellExecuteCall>& Calls() { return s_calls; }
+
+  private:
+    static BOOL WINAPI Record(SHELLEXECUTEINFOW* pInfo) {
+        ShellExecuteCall call;
+        call.cbSize = pInfo->cbSize;
+        call.fMask = pInfo->fMask;
+        call.fWindow = pInfo->hwnd != nullptr;
+        call.strVerb = pInfo->lpVerb != nullptr ? pInfo->lpVerb : L"(none)";
+        call.strFile = pInfo->lpFile != nullptr ? pInfo->lpFile : L"(none)";
+        call.strParameters = pInfo->lpParameters != nullptr ? pInfo->lpParameters : L"(none)";
+        call.fDirectory = pInfo->lpDirectory != nullptr;
+        call.nShow = pInfo->nShow;
+        call.fItemList = pInfo->lpIDList != nullptr;
+        call.fClass = pInfo->lpClass != nullptr;
+        s_calls.push_back(call);
+        return Import::Real()(pInfo);
+    }
+
+    using Import = ProgramImport<decltype(&ShellExecuteExW)>;
+    Import m_import{"shell32.dll", "ShellExecuteExW", &Record};
+    static inline std::vector<ShellExecuteCall> s_calls;
+};
+
 std::wstring UniqueToolPath() {
     return TestTempFolder() + L"varen_proc_" + NewGuid() + L"\\tool.exe";
 }
@@ -123,6 +289,26 @@ TEST_F(LaunchTest, LaunchProcessWaitsAndLogsNothing) {
     EXPECT_TRUE(LaunchProcess(strCommand.data(), L"", true, INFINITE));
     EXPECT_EQ(StartedAndDone(), m_tool.LogLines());
     EXPECT_EQ(Lines{}, m_session.Lines());
+}
+
+TEST_F(LaunchTest, LaunchProcessStartsWithoutAWindowFromAZeroedStartupRecord) {
+    const CreateProcessRecorder recorder;
+    std::wstring strCommand = Command();
+    // The directory text is not used: no current directory reaches the system.
+    EXPECT_TRUE(LaunchProcess(strCommand.data(), L"C:\\unused", true, INFINITE));
+    ASSERT_EQ(1u, recorder.Calls().size());
+    const CreateProcessCall& call = recorder.Calls()[0];
+    EXPECT_FALSE(call.fApplicationName);
+    EXPECT_EQ(Command(), call.strCommandLine);
+    EXPECT_FALSE(call.processSecurity.has_value());
+    EXPECT_FALSE(call.fThreadSecurity);
+    EXPECT_EQ(FALSE, call.fInheritHandles);
+    EXPECT_EQ(0x08000000u, call.dwCreationFlags); // CREATE_NO_WINDOW
+    EXPECT_FALSE(call.fEnvironment);
+    EXPECT_FALSE(call.fCurrentDirectory);
+    EXPECT_EQ(104u, call.cbStartup);
+    EXPECT_EQ(std::vector<uintptr_t>(17, 0), call.startupRest);
+    EXPECT_EQ(Lines{Command()}, m_tool.CommandLines());
 }
 
 TEST_F(LaunchTest, LaunchProcessWithoutWaitReturnsWhileTheProgramRuns) {
@@ -152,6 +338,51 @@ TEST_F(LaunchTest, LaunchProcessSecuredWithWait) {
                      L"CreateProcess successfully returned from wait after launching " + Command() +
                          L" \n"}),
               m_session.Lines());
+}
+
+TEST_F(LaunchTest, LaunchProcessSecuredGivesTheProcessTheFixedDescriptor) {
+    const SecurityConversionRecorder conversion;
+    const CreateProcessRecorder recorder;
+    std::wstring strCommand = Command();
+    EXPECT_EQ(1, LaunchProcessSecured(strCommand.data(), L"C:\\unused", true, INFINITE));
+    EXPECT_EQ(Lines{L"1|D:(A;OICI;GA;;;SY)(A;OICI;GA;;;BA)(A;OICI;GA;;;CO)(A;OICI;GRGWGX;;;IU)"},
+              conversion.Texts());
+    ASSERT_NE(nullptr, conversion.Descriptor());
+    ASSERT_EQ(1u, recorder.Calls().size());
+    const CreateProcessCall& call = recorder.Calls()[0];
+    EXPECT_FALSE(call.fApplicationName);
+    EXPECT_EQ(Command(), call.strCommandLine);
+    ASSERT_TRUE(call.processSecurity.has_value());
+    EXPECT_EQ(24u, call.processSecurity->nLength);
+    EXPECT_EQ(conversion.Descriptor(), call.processSecurity->lpSecurityDescriptor);
+    EXPECT_EQ(TRUE, call.processSecurity->bInheritHandle);
+    EXPECT_FALSE(call.fThreadSecurity);
+    EXPECT_EQ(FALSE, call.fInheritHandles);
+    EXPECT_EQ(0u, call.dwCreationFlags);
+    EXPECT_FALSE(call.fEnvironment);
+    EXPECT_FALSE(call.fCurrentDirectory);
+    EXPECT_EQ(104u, call.cbStartup);
+    EXPECT_EQ(std::vector<uintptr_t>(17, 0), call.startupRest);
+    EXPECT_EQ(Lines{Command()}, m_tool.CommandLines());
+}
+
+TEST_F(LaunchTest, LaunchProcessSecuredLaunchesWithDefaultSecurityWhenTheTextDoesNotConvert) {
+    const SecurityConversionRecorder conversion(ERROR_INVALID_SID);
+    const CreateProcessRecorder recorder;
+    std::wstring strCommand = Command();
+    EXPECT_EQ(1, LaunchProcessSecured(strCommand.data(), L"", true, INFINITE));
+    ASSERT_EQ(1u, recorder.Calls().size());
+    ASSERT_TRUE(recorder.Calls()[0].processSecurity.has_value());
+    EXPECT_EQ(nullptr, recorder.Calls()[0].processSecurity->lpSecurityDescriptor);
+    EXPECT_EQ(Lines{Command()}, m_tool.CommandLines());
+    EXPECT_EQ(
+        (Lines{L"VAREN_CA Failed to ConvertStringSecurityDescriptorToSecurityDescriptor: error "
+               L"= 1337\n",
+               L"CreateProcess successfully launched " + Command() +
+                   L" \nWaitng for process to return...",
+               L"CreateProcess successfully returned from wait after launching " + Command() +
+                   L" \n"}),
+        m_session.Lines());
 }
 
 TEST_F(LaunchTest, LaunchProcessSecuredWithoutWait) {
@@ -195,6 +426,23 @@ TEST_F(LaunchTest, ShellExecuteAndWaitWaitsForTheProgram) {
                          L" \nWaiting for process to end...",
                      L"Varen_CA Process: " + m_tool.Path() + L" \nsuccessfully ended launching"}),
               m_session.Lines());
+}
+
+TEST_F(LaunchTest, ShellExecuteAndWaitOpensShownNormallyAndKeepsTheProcess) {
+    const ShellExecuteRecorder recorder;
+    EXPECT_TRUE(ShellExecuteAndWait(m_tool.Path().c_str(), L"/a \"b c\"", true));
+    ASSERT_EQ(1u, recorder.Calls().size());
+    const ShellExecuteCall& call = recorder.Calls()[0];
+    EXPECT_EQ(112u, call.cbSize);
+    EXPECT_EQ(0x40u, call.fMask); // SEE_MASK_NOCLOSEPROCESS
+    EXPECT_FALSE(call.fWindow);
+    EXPECT_EQ(L"open", call.strVerb);
+    EXPECT_EQ(m_tool.Path(), call.strFile);
+    EXPECT_EQ(L"/a \"b c\"", call.strParameters);
+    EXPECT_FALSE(call.fDirectory);
+    EXPECT_EQ(1, call.nShow); // SW_SHOWNORMAL
+    EXPECT_FALSE(call.fItemList);
+    EXPECT_FALSE(call.fClass);
 }
 
 TEST_F(LaunchTest, ShellExecuteAndWaitWithoutWait) {
@@ -271,15 +519,12 @@ TEST_F(TaskKillTest, TaskKillImageCutsTheCommandAt518Characters) {
 TEST_F(TaskKillTest, KillVantorSettingsQuotingKeepsTheToolFromStarting) {
     // The one pair of quotes makes the whole text the program's name: no such
     // file, so nothing starts (Wine: ERROR_FILE_NOT_FOUND), and nothing is logged.
-    std::wstring strCommand = L"\"" + Program() + L" /IM VantorSettings.exe /F\"";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION info = {};
-    EXPECT_FALSE(CreateProcessW(nullptr, strCommand.data(), nullptr, nullptr, FALSE,
-                                CREATE_NO_WINDOW, nullptr, nullptr, &startup, &info));
-    EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), GetLastError());
-
+    const CreateProcessRecorder recorder;
     KillVantorSettings();
+    ASSERT_EQ(1u, recorder.Calls().size());
+    EXPECT_EQ(L"\"" + Program() + L" /IM VantorSettings.exe /F\"",
+              recorder.Calls()[0].strCommandLine);
+    EXPECT_EQ(0x08000000u, recorder.Calls()[0].dwCreationFlags);
     EXPECT_EQ(Lines{}, m_taskKill.CommandLines());
     EXPECT_EQ(Lines{}, m_session.Lines());
 }
