@@ -6,6 +6,7 @@
 #include "system/process_text.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
+#include "tests/wine/program_import.h"
 
 #include <sddl.h>
 #include <shellapi.h>
@@ -100,23 +101,6 @@ bool ReturnsWhileToolRuns(StandIn& tool, TLaunch fnLaunch) {
     EndChildren(L"tool.exe");
     return fRunning;
 }
-
-// Routes this program's own calls of one imported function (the library's helpers
-// are linked into it) to pfnShim while it lives; the shim reaches the system's
-// function through Real().
-template <typename TFunction>
-class ProgramImport {
-  public:
-    ProgramImport(const char* szDll, const char* szFunction, TFunction pfnShim)
-        : m_patch(GetModuleHandleW(nullptr), szDll, szFunction, reinterpret_cast<void*>(pfnShim)) {
-        s_pfnReal = reinterpret_cast<TFunction>(m_patch.Original());
-    }
-    static TFunction Real() { return s_pfnReal; }
-
-  private:
-    ImportPatch m_patch;
-    static inline TFunction s_pfnReal = nullptr;
-};
 
 // What one CreateProcessW call was given.
 struct CreateProcessCall {

@@ -4,12 +4,16 @@
 #include "tests/support/session_support.h"
 #include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
+#include "tests/wine/program_import.h"
 
 #include <shellapi.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
+#include <vector>
 #include <filesystem>
 #include <fstream>
 
@@ -26,6 +30,63 @@ int RawShellDelete(const std::wstring& strPath) {
     operation.pFrom = strSource.c_str();
     operation.fFlags = FOF_SILENT | FOF_NOCONFIRMATION;
     return SHFileOperationW(&operation);
+}
+
+// What one SHFileOperationW call was given.
+struct ShellOperation {
+    bool fWindow = false;
+    UINT wFunc = 0;
+    std::vector<std::wstring> sources; // the double-NUL-ended list, one path an entry
+    bool fDestination = false;
+    FILEOP_FLAGS fFlags = 0;
+    BOOL fAborted = FALSE;
+    bool fNameMappings = false;
+    bool fProgressTitle = false;
+};
+
+// Answers every SHFileOperationW call with a chosen result, touching nothing, and
+// records what it was given. With fReportAborted the operation also claims that
+// it was aborted.
+class ShellOperationStub {
+  public:
+    explicit ShellOperationStub(int iResult, bool fReportAborted = false) {
+        s_iResult = iResult;
+        s_fReportAborted = fReportAborted;
+        s_calls.clear();
+    }
+    static const std::vector<ShellOperation>& Calls() { return s_calls; }
+
+  private:
+    static int WINAPI Answer(SHFILEOPSTRUCTW* pOperation) {
+        ShellOperation call;
+        call.fWindow = pOperation->hwnd != nullptr;
+        call.wFunc = pOperation->wFunc;
+        for (const wchar_t* szSource = pOperation->pFrom; *szSource != L'\0';
+             szSource += wcslen(szSource) + 1) {
+            call.sources.emplace_back(szSource);
+        }
+        call.fDestination = pOperation->pTo != nullptr;
+        call.fFlags = pOperation->fFlags;
+        call.fAborted = pOperation->fAnyOperationsAborted;
+        call.fNameMappings = pOperation->hNameMappings != nullptr;
+        call.fProgressTitle = pOperation->lpszProgressTitle != nullptr;
+        s_calls.push_back(call);
+        pOperation->fAnyOperationsAborted = s_fReportAborted;
+        return s_iResult;
+    }
+
+    ProgramImport<decltype(&SHFileOperationW)> m_import{"shell32.dll", "SHFileOperationW", &Answer};
+    static inline int s_iResult = 0;
+    static inline bool s_fReportAborted = false;
+    static inline std::vector<ShellOperation> s_calls;
+};
+
+// The system's own text for a code, as the shell's error line quotes it.
+std::wstring SystemText(DWORD dwCode) {
+    wchar_t szText[MAX_PATH] = {};
+    FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, dwCode,
+                   0x400, szText, MAX_PATH, nullptr);
+    return szText;
 }
 
 class RemovalTest : public ::testing::Test {
@@ -154,4 +215,57 @@ TEST_F(RemovalTest, RemovePathViaShellToTheRecycleBinReportsSuccessForAQuotedNam
     EXPECT_TRUE(RemovePathViaShell((tree.Path() + L"\"").c_str(), 0));
     EXPECT_TRUE(tree.Exists());
     EXPECT_FALSE(fs::exists(TrashFolder() / L"files" / tree.Name()));
+}
+
+TEST_F(RemovalTest, EachRoutineHandsTheShellOneSilentDeleteWithItsOwnFlagSense) {
+    const ShellOperationStub shell(0);
+    EXPECT_EQ(1, DeleteDirectory(L"C:\\a", 0));
+    EXPECT_EQ(1, DeleteDirectory(L"C:\\b\"", 1));
+    EXPECT_EQ(1, DeleteDirectory(L"C:\\c", -1));
+    EXPECT_TRUE(RemovePathViaShell(L"C:\\d", 1));
+    EXPECT_TRUE(RemovePathViaShell(L"C:\\e\"", 0));
+    EXPECT_TRUE(RemovePathViaShell(L"C:\\f", 7));
+    // 0x14: FOF_SILENT | FOF_NOCONFIRMATION, permanent; 0x54 adds FOF_ALLOWUNDO.
+    const std::pair<std::wstring, FILEOP_FLAGS> expected[] = {{L"C:\\a", 0x14},   {L"C:\\b", 0x54},
+                                                              {L"C:\\c", 0x54},   {L"C:\\d", 0x14},
+                                                              {L"C:\\e\"", 0x54}, {L"C:\\f", 0x14}};
+    ASSERT_EQ(std::size(expected), shell.Calls().size());
+    for (size_t iCall = 0; iCall < std::size(expected); ++iCall) {
+        const ShellOperation& call = shell.Calls()[iCall];
+        SCOPED_TRACE(expected[iCall].first);
+        EXPECT_FALSE(call.fWindow);
+        EXPECT_EQ(static_cast<UINT>(FO_DELETE), call.wFunc);
+        EXPECT_EQ(Lines{expected[iCall].first}, call.sources);
+        EXPECT_FALSE(call.fDestination);
+        EXPECT_EQ(expected[iCall].second, call.fFlags);
+        EXPECT_EQ(FALSE, call.fAborted);
+        EXPECT_FALSE(call.fNameMappings);
+        EXPECT_FALSE(call.fProgressTitle);
+    }
+}
+
+TEST_F(RemovalTest, DeleteDirectoryNamesTheShellsResult) {
+    const std::pair<int, std::wstring> results[] = {
+        {0x7C, L"The paths in the source or destination were invalid"},
+        {0x10074, L"MAX_PATH was exceeded during the operation."},
+        {0x10000, L"An unspecified error occurred on the destination."},
+        {ERROR_ACCESS_DENIED, SystemText(ERROR_ACCESS_DENIED)},
+        {119, SystemText(119)},
+    };
+    for (const auto& [iResult, strMessage] : results) {
+        const ShellOperationStub shell(iResult);
+        m_session.ClearLines();
+        EXPECT_EQ(0, DeleteDirectory(L"C:\\x", 1)) << iResult;
+        EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete C:\\x \n",
+                         L"VAREN_CA DeleteDirectory C:\\x Error: " + strMessage + L". \n"}),
+                  m_session.Lines());
+    }
+}
+
+TEST_F(RemovalTest, DeleteDirectoryGoesByTheResultAloneNotTheAbortedFlag) {
+    const ShellOperationStub shell(0, true);
+    EXPECT_EQ(1, DeleteDirectory(L"C:\\x", 0));
+    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete C:\\x \n",
+                     L"VAREN_CA DeleteDirectory C:\\x: no errors using SHFileOperation.  \n"}),
+              m_session.Lines());
 }
