@@ -32,18 +32,19 @@ std::wstring ToolPath(PluginTool tool) {
 }
 
 // Runs the tool on the plug-in in the program-files folder (also for the 32-bit
-// variants) and waits for it. 0 when it started, else 1603. A tool folder that
-// cannot be resolved counts as a tool that could not be started: a path from the
-// root of the current drive would be run instead.
+// variants) and waits for it. 0 when it started, else 1603. A folder that cannot
+// be resolved, the tool's or the program-files folder, counts as a tool that could
+// not be started: the tool or the plug-in would otherwise be taken from the root
+// of the current drive.
 UINT RunPluginTool(MSIHANDLE hInstall, PluginTool tool, const wchar_t* szSwitches,
                    const wchar_t* szPlugin) {
     g_hInstall = hInstall;
     const std::wstring strTool = ToolPath(tool);
-    if (strTool.empty()) {
+    const std::wstring strProgramFiles = GetShellFolderPath(CSIDL_PROGRAM_FILES);
+    if (strTool.empty() || strProgramFiles.empty()) {
         return ERROR_INSTALL_FAILURE;
     }
-    const std::wstring strPlugin =
-        BuildPluginPath(GetShellFolderPath(CSIDL_PROGRAM_FILES), szPlugin);
+    const std::wstring strPlugin = BuildPluginPath(strProgramFiles, szPlugin);
     const bool fStarted = RunBoundedCommand(BuildPluginCommand(strTool, szSwitches, strPlugin),
                                             kcchToolCommandBuffer);
     return fStarted ? ERROR_SUCCESS : ERROR_INSTALL_FAILURE;

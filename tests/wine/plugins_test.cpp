@@ -1,10 +1,12 @@
 // The plug-in registration actions against stand-ins placed where each tool lives.
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
+#include "tests/wine/shell_folder_override.h"
 
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
+
 
 using Lines = std::vector<std::wstring>;
 
@@ -78,5 +80,19 @@ TEST(PluginActions, RegAsmThatCannotStartFailsTheAction) {
         ActionSession session;
         EXPECT_EQ(1603u, session.Call(szAction)) << szAction;
         EXPECT_EQ(Lines{}, session.Lines()) << szAction;
+    }
+}
+
+TEST(PluginActions, StartNothingWhenTheProgramFilesFolderCannotBeResolved) {
+    // The plug-in would otherwise be taken from "\Prepif\..." in the root of the
+    // current drive.
+    for (const PluginCase& test : AllCases()) {
+        SCOPED_TRACE(test.szAction);
+        StandIn tool(test.strToolPlaced);
+        ActionSession session;
+        const ShellFolderOverride folders({{KnownFolder(CSIDL_PROGRAM_FILES), std::nullopt}});
+        EXPECT_EQ(1603u, session.Call(test.szAction));
+        EXPECT_EQ(Lines{}, tool.CommandLines());
+        EXPECT_EQ(Lines{}, session.Lines());
     }
 }

@@ -1,0 +1,53 @@
+// Changes what the loaded Varen_CA.dll learns about shell folders: its calls of
+// SHGetPathFromIDListW go through a shim while an override lives, which fails or
+// renames chosen folders. Create it after the ActionSession that loaded the DLL.
+#pragma once
+
+#include "tests/support/session_support.h"
+
+#include <windows.h>
+#include <shlobj.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+class ShellFolderOverride {
+  public:
+    // Each real folder path maps to the path to report instead, or to nullopt to
+    // make the folder fail to resolve. Folders not named resolve as they are.
+    using Changes = std::map<std::wstring, std::optional<std::wstring>>;
+
+    explicit ShellFolderOverride(Changes changes)
+        : m_patch(GetModuleHandleW(L"Varen_CA.dll"), "shell32.dll", "SHGetPathFromIDListW",
+                  reinterpret_cast<void*>(&Resolve)) {
+        s_changes = std::move(changes);
+        s_pfnReal = reinterpret_cast<GetPath>(m_patch.Original());
+    }
+
+  private:
+    using GetPath = BOOL(WINAPI*)(PCIDLIST_ABSOLUTE, LPWSTR);
+
+    static BOOL WINAPI Resolve(PCIDLIST_ABSOLUTE pidl, LPWSTR szPath) {
+        if (!s_pfnReal(pidl, szPath)) {
+            return FALSE;
+        }
+        const auto change = s_changes.find(szPath);
+        if (change == s_changes.end()) {
+            return TRUE;
+        }
+        if (!change->second) {
+            szPath[0] = L'\0';
+            return FALSE;
+        }
+        const std::wstring& strPath = *change->second;
+        strPath.copy(szPath, MAX_PATH - 1);
+        szPath[std::min<size_t>(strPath.size(), MAX_PATH - 1)] = L'\0';
+        return TRUE;
+    }
+
+    ImportPatch m_patch;
+    static inline Changes s_changes;
+    static inline GetPath s_pfnReal = nullptr;
+};
