@@ -4,6 +4,7 @@
 #include "tests/support/session_support.h"
 #include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
+#include "tests/wine/shell_folder_override.h"
 
 #include <shlobj.h>
 
@@ -67,6 +68,20 @@ TEST(CommandActions, ReturnZeroSilentlyWhenTheInterpreterCannotStart) {
         EXPECT_EQ(0u, session.Call(test.szAction)) << test.szAction;
         EXPECT_EQ(Lines{}, session.Lines()) << test.szAction;
     }
+}
+
+TEST(CommandActions, StartNothingWhenTheInterpreterFolderCannotBeResolved) {
+    // The line would begin with "\" and so name cmd.exe in the root of the current
+    // drive, where a stand-in waits.
+    const RootOfWindowsDrive root;
+    StandIn rootInterpreter(root.Path(L"cmd.exe"));
+    for (const CommandCase& test : kCommandCases) {
+        ActionSession session;
+        const ShellFolderOverride folders({{KnownFolder(CSIDL_SYSTEMX86), std::nullopt}});
+        EXPECT_EQ(0u, session.Call(test.szAction)) << test.szAction;
+        EXPECT_EQ(Lines{}, session.Lines()) << test.szAction;
+    }
+    EXPECT_EQ(Lines{}, rootInterpreter.CommandLines());
 }
 
 TEST(ClearCADir, SendsTheInstallFolderToTheRecycleBin) {

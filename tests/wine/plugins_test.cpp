@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-
 using Lines = std::vector<std::wstring>;
 
 namespace {
@@ -95,4 +94,36 @@ TEST(PluginActions, StartNothingWhenTheProgramFilesFolderCannotBeResolved) {
         EXPECT_EQ(Lines{}, tool.CommandLines());
         EXPECT_EQ(Lines{}, session.Lines());
     }
+}
+
+TEST(PluginActions, Regsvr32StartsNothingWhenTheSystemFolderCannotBeResolved) {
+    // The tool would otherwise be "\Regsvr32.exe" in the root of the current drive,
+    // where a stand-in waits.
+    const RootOfWindowsDrive root;
+    for (const char* szAction : {"RegisterWMPPlugin", "UnRegisterWMPPlugin"}) {
+        SCOPED_TRACE(szAction);
+        StandIn tool(root.Path(L"Regsvr32.exe"));
+        ActionSession session;
+        const ShellFolderOverride folders({{KnownFolder(CSIDL_SYSTEM), std::nullopt}});
+        EXPECT_EQ(1603u, session.Call(szAction));
+        EXPECT_EQ(Lines{}, tool.CommandLines());
+        EXPECT_EQ(Lines{}, session.Lines());
+    }
+}
+
+TEST(PluginActions, CommandIsCutAt518Characters) {
+    // Deep system and program-files folders (one folder of 235 characters stands
+    // for both) make the command 531 characters long; it is started cut.
+    const std::wstring strPrefix = TestTempFolder() + L"varen_deep_" + NewGuid() + L"_";
+    const std::wstring strDeep = strPrefix + std::wstring(235 - strPrefix.size(), L'd');
+    StandIn tool(strDeep + L"\\Regsvr32.exe");
+    ActionSession session;
+    const ShellFolderOverride folders(
+        {{KnownFolder(CSIDL_SYSTEM), strDeep}, {KnownFolder(CSIDL_PROGRAM_FILES), strDeep}});
+    EXPECT_EQ(0u, session.Call("UnRegisterWMPPlugin"));
+    const std::wstring strFull = L"\"" + strDeep + L"\\Regsvr32.exe\" /s /u \"" + strDeep +
+                                 L"\\Prepif\\HP Pixel Sharp\\wmpplugin2.dll\"";
+    ASSERT_EQ(531u, strFull.size());
+    EXPECT_EQ(Lines{strFull.substr(0, 518)}, tool.CommandLines());
+    EXPECT_EQ(Lines{}, session.Lines());
 }
