@@ -42,6 +42,14 @@ const CommandCase kCommandCases[] = {
      L"\"%programfiles(x86)%\\QVX AVT\\bin\\kdbsync.exe\" aml"},
 };
 
+// What ClearCADir logs after reading strInstallDir: the start line, the path, and
+// the path again when the shell removed it or the failure line when it did not.
+Lines ClearCADirLines(const std::wstring& strInstallDir, bool fCleared) {
+    return {L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir: " + strInstallDir + L" \n",
+            (fCleared ? L"VAREN_CA ClearCADir: " : L"VAREN_CA can not ClearCADir: ") +
+                strInstallDir + L" \n"};
+}
+
 } // namespace
 
 TEST(CommandActions, RunTheirCommandThroughThe32BitInterpreterAndWait) {
@@ -92,20 +100,14 @@ TEST(ClearCADir, SendsTheInstallFolderToTheRecycleBin) {
     EXPECT_FALSE(folder.Exists());
     EXPECT_TRUE(folder.SiblingExists());
     EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
-    EXPECT_EQ((Lines{L"Varen_CA GetInstallCADir() start",
-                     L"VAREN_CA ClearCADir: " + folder.Path() + L" \n",
-                     L"VAREN_CA ClearCADir: " + folder.Path() + L" \n"}),
-              session.Lines());
+    EXPECT_EQ(ClearCADirLines(folder.Path(), true), session.Lines());
 }
 
 TEST(ClearCADir, MissingFolderFails) {
     const std::wstring strMissing = TestTempFolder() + L"varen_missing_" + NewGuid();
     ActionSession session(WithProperties({{L"INSTALLDIR", strMissing}}));
     EXPECT_EQ(0u, session.Call("ClearCADir"));
-    EXPECT_EQ(
-        (Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir: " + strMissing + L" \n",
-               L"VAREN_CA can not ClearCADir: " + strMissing + L" \n"}),
-        session.Lines());
+    EXPECT_EQ(ClearCADirLines(strMissing, false), session.Lines());
 }
 
 TEST(ClearCADir, TrailingQuoteIsKeptAndWineReportsSuccessWithoutRemoving) {
@@ -118,18 +120,13 @@ TEST(ClearCADir, TrailingQuoteIsKeptAndWineReportsSuccessWithoutRemoving) {
     EXPECT_EQ(1u, session.Call("ClearCADir"));
     EXPECT_TRUE(folder.Exists());
     EXPECT_FALSE(trashed.InTrash());
-    EXPECT_EQ(
-        (Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir: " + strQuoted + L" \n",
-               L"VAREN_CA ClearCADir: " + strQuoted + L" \n"}),
-        session.Lines());
+    EXPECT_EQ(ClearCADirLines(strQuoted, true), session.Lines());
 }
 
 TEST(ClearCADir, EmptyInstallDirIsHandedToTheShellAndFails) {
     ActionSession session;
     EXPECT_EQ(0u, session.Call("ClearCADir"));
-    EXPECT_EQ((Lines{L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir:  \n",
-                     L"VAREN_CA can not ClearCADir:  \n"}),
-              session.Lines());
+    EXPECT_EQ(ClearCADirLines(L"", false), session.Lines());
 }
 
 TEST(ClearCADir, DeletesWhatAFailedReadLeftInTheBuffer) {

@@ -89,6 +89,16 @@ std::wstring SystemText(DWORD dwCode) {
     return szText;
 }
 
+// The two lines DeleteDirectory logs for strPath: removed, or failed with strMessage.
+Lines RemovedLines(const std::wstring& strPath) {
+    return {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
+            L"VAREN_CA DeleteDirectory " + strPath + L": no errors using SHFileOperation.  \n"};
+}
+Lines FailedLines(const std::wstring& strPath, const std::wstring& strMessage) {
+    return {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
+            L"VAREN_CA DeleteDirectory " + strPath + L" Error: " + strMessage + L". \n"};
+}
+
 class RemovalTest : public ::testing::Test {
   protected:
     RemovalTest() { g_hInstall = m_session.Handle(); }
@@ -103,10 +113,7 @@ TEST_F(RemovalTest, DeleteDirectoryRemovesTheTreeWithTwoLines) {
     EXPECT_EQ(1, DeleteDirectory(tree.Path().c_str(), 0));
     EXPECT_FALSE(tree.Exists());
     EXPECT_TRUE(tree.SiblingExists());
-    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete " + tree.Path() + L" \n",
-                     L"VAREN_CA DeleteDirectory " + tree.Path() +
-                         L": no errors using SHFileOperation.  \n"}),
-              m_session.Lines());
+    EXPECT_EQ(RemovedLines(tree.Path()), m_session.Lines());
 }
 
 TEST_F(RemovalTest, DeleteDirectoryDropsATrailingQuoteOnly) {
@@ -115,10 +122,7 @@ TEST_F(RemovalTest, DeleteDirectoryDropsATrailingQuoteOnly) {
     EXPECT_EQ(1, DeleteDirectory(strQuoted.c_str(), 0));
     EXPECT_FALSE(tree.Exists());
     EXPECT_TRUE(tree.SiblingExists());
-    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete " + tree.Path() + L" \n",
-                     L"VAREN_CA DeleteDirectory " + tree.Path() +
-                         L": no errors using SHFileOperation.  \n"}),
-              m_session.Lines());
+    EXPECT_EQ(RemovedLines(tree.Path()), m_session.Lines());
 }
 
 TEST_F(RemovalTest, DeleteDirectoryKeepsALeadingQuoteAndWineRejectsTheName) {
@@ -129,9 +133,7 @@ TEST_F(RemovalTest, DeleteDirectoryKeepsALeadingQuoteAndWineRejectsTheName) {
     EXPECT_EQ(ERROR_INVALID_NAME, RawShellDelete(strQuoted));
     EXPECT_EQ(0, DeleteDirectory(strQuoted.c_str(), 0));
     EXPECT_TRUE(tree.Exists());
-    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete " + strQuoted + L" \n",
-                     L"VAREN_CA DeleteDirectory " + strQuoted + L" Error: Invalid name.\r\n. \n"}),
-              m_session.Lines());
+    EXPECT_EQ(FailedLines(strQuoted, L"Invalid name.\r\n"), m_session.Lines());
 }
 
 TEST_F(RemovalTest, DeleteDirectoryOnAMissingPathLogsTheShellsError) {
@@ -139,19 +141,14 @@ TEST_F(RemovalTest, DeleteDirectoryOnAMissingPathLogsTheShellsError) {
     // Wine's shell returns ERROR_FILE_NOT_FOUND (2) here, not one of the DE_* codes.
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, RawShellDelete(strMissing));
     EXPECT_EQ(0, DeleteDirectory(strMissing.c_str(), 0));
-    EXPECT_EQ(
-        (Lines{L"VAREN_CA DeleteDirectory attempting to delete " + strMissing + L" \n",
-               L"VAREN_CA DeleteDirectory " + strMissing + L" Error: File not found.\r\n. \n"}),
-        m_session.Lines());
+    EXPECT_EQ(FailedLines(strMissing, L"File not found.\r\n"), m_session.Lines());
 }
 
 TEST_F(RemovalTest, DeleteDirectoryOnAnEmptyOrNullPath) {
     // An empty source list: Wine's shell returns ERROR_ACCESS_DENIED (5).
     EXPECT_EQ(ERROR_ACCESS_DENIED, RawShellDelete(L""));
     EXPECT_EQ(0, DeleteDirectory(L"", 0));
-    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete  \n",
-                     L"VAREN_CA DeleteDirectory  Error: Access denied.\r\n. \n"}),
-              m_session.Lines());
+    EXPECT_EQ(FailedLines(L"", L"Access denied.\r\n"), m_session.Lines());
     m_session.ClearLines();
     EXPECT_EQ(0, DeleteDirectory(nullptr, 0));
     EXPECT_EQ(Lines{}, m_session.Lines());
@@ -165,7 +162,7 @@ TEST_F(RemovalTest, DeleteDirectoryWithUndoSendsToTheRecycleBin) {
     EXPECT_TRUE(tree.SiblingExists());
     EXPECT_TRUE(trashed.InTrash()) << TrashFolder();
     EXPECT_TRUE(fs::exists(trashed.Files() / L"sub" / L"file.txt"));
-    EXPECT_EQ(2u, m_session.Lines().size());
+    EXPECT_EQ(RemovedLines(tree.Path()), m_session.Lines());
 }
 
 TEST_F(RemovalTest, DeleteDirectoryWithoutUndoBypassesTheRecycleBin) {
@@ -256,16 +253,12 @@ TEST_F(RemovalTest, DeleteDirectoryNamesTheShellsResult) {
         const ShellOperationStub shell(iResult);
         m_session.ClearLines();
         EXPECT_EQ(0, DeleteDirectory(L"C:\\x", 1)) << iResult;
-        EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete C:\\x \n",
-                         L"VAREN_CA DeleteDirectory C:\\x Error: " + strMessage + L". \n"}),
-                  m_session.Lines());
+        EXPECT_EQ(FailedLines(L"C:\\x", strMessage), m_session.Lines());
     }
 }
 
 TEST_F(RemovalTest, DeleteDirectoryGoesByTheResultAloneNotTheAbortedFlag) {
     const ShellOperationStub shell(0, true);
     EXPECT_EQ(1, DeleteDirectory(L"C:\\x", 0));
-    EXPECT_EQ((Lines{L"VAREN_CA DeleteDirectory attempting to delete C:\\x \n",
-                     L"VAREN_CA DeleteDirectory C:\\x: no errors using SHFileOperation.  \n"}),
-              m_session.Lines());
+    EXPECT_EQ(RemovedLines(L"C:\\x"), m_session.Lines());
 }
