@@ -454,6 +454,13 @@ TEST_F(LaunchTest, ShellExecuteAndWaitFailuresNameTheMessageNotTheFile) {
               m_session.Lines());
 }
 
+TEST_F(LaunchTest, ShellExecuteAndWaitWithNoFileFailsWithoutACrash) {
+    EXPECT_FALSE(ShellExecuteAndWait(nullptr, nullptr, true));
+    const Lines lines = m_session.Lines();
+    ASSERT_EQ(1u, lines.size());
+    EXPECT_TRUE(lines[0].starts_with(L"Varen_CA failed to launch the following: ")) << lines[0];
+}
+
 TEST_F(LaunchTest, RunBoundedCommandStartsTheCutLineAndWaits) {
     m_tool.SetDelay(200);
     const std::wstring strLong = L"\"" + m_tool.Path() + L"\" " + std::wstring(600, L'a');
@@ -498,6 +505,12 @@ TEST_F(TaskKillTest, TaskKillImageCutsTheCommandAt518Characters) {
     TaskKillImage(strImage.c_str());
     const std::wstring strFull = L"\"" + Program() + L"\" /IM " + strImage + L" /F";
     EXPECT_EQ(Lines{strFull.substr(0, 518)}, m_taskKill.CommandLines());
+}
+
+TEST_F(TaskKillTest, TaskKillImageWithNoImageNamesAnEmptyOne) {
+    TaskKillImage(nullptr);
+    EXPECT_EQ(Lines{L"\"" + Program() + L"\" /IM  /F"}, m_taskKill.CommandLines());
+    EXPECT_EQ(Lines{}, m_session.Lines());
 }
 
 TEST_F(TaskKillTest, KillVantorSettingsQuotingKeepsTheToolFromStarting) {
