@@ -1,6 +1,7 @@
 // The command-interpreter actions against a stand-in for the 32-bit system
 // folder's cmd.exe (this prefix has no 32-bit programs), and ClearCADir against
 // real folders and the Recycle Bin.
+#include "runtime/session.h"
 #include "tests/support/session_support.h"
 #include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
@@ -13,6 +14,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+
+// The library's own copies of the command actions, for white-box checks of the slot.
+extern "C" UINT __stdcall CreateDIR_CA(MSIHANDLE hInstall);
+extern "C" UINT __stdcall RemoveFolder_CA(MSIHANDLE hInstall);
+extern "C" UINT __stdcall RemoveKDB_CA(MSIHANDLE hInstall);
+extern "C" UINT __stdcall RemoveShortcut_CA(MSIHANDLE hInstall);
+extern "C" UINT __stdcall SetFolderPermission_CA(MSIHANDLE hInstall);
+extern "C" UINT __stdcall launchKdbsync_CA(MSIHANDLE hInstall);
 
 using Lines = std::vector<std::wstring>;
 namespace fs = std::filesystem;
@@ -67,6 +76,18 @@ TEST(CommandActions, RunTheirCommandThroughThe32BitInterpreterAndWait) {
         EXPECT_TRUE(lines[1].ends_with(L"|done")) << lines[1];
         EXPECT_EQ(Lines{}, session.Lines());
     }
+}
+
+TEST(CommandActions, LeaveTheSessionSlotAsItIs) {
+    StandIn interpreter(Interpreter());
+    ActionSession session;
+    g_hInstall = 0;
+    for (auto* pfnAction : {&CreateDIR_CA, &RemoveFolder_CA, &RemoveKDB_CA, &RemoveShortcut_CA,
+                            &SetFolderPermission_CA, &launchKdbsync_CA}) {
+        EXPECT_EQ(0u, pfnAction(session.Handle()));
+        EXPECT_EQ(0u, g_hInstall);
+    }
+    EXPECT_EQ(std::size(kCommandCases), interpreter.CommandLines().size());
 }
 
 TEST(CommandActions, ReturnZeroSilentlyWhenTheInterpreterCannotStart) {

@@ -1,4 +1,5 @@
 // The plug-in registration actions against stand-ins placed where each tool lives.
+#include "runtime/session.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
 #include "tests/wine/shell_folder_override.h"
@@ -6,6 +7,14 @@
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
+
+// The library's own copies of the actions, for white-box checks of the slot.
+extern "C" UINT __stdcall RegisterInternetExplorerUrl64(MSIHANDLE hInstall);
+extern "C" UINT __stdcall RegisterInternetExplorerUrl(MSIHANDLE hInstall);
+extern "C" UINT __stdcall UnRegisterInternetExplorerUrl64(MSIHANDLE hInstall);
+extern "C" UINT __stdcall UnRegisterInternetExplorerUrl(MSIHANDLE hInstall);
+extern "C" UINT __stdcall RegisterWMPPlugin(MSIHANDLE hInstall);
+extern "C" UINT __stdcall UnRegisterWMPPlugin(MSIHANDLE hInstall);
 
 using Lines = std::vector<std::wstring>;
 
@@ -67,6 +76,20 @@ TEST(PluginActions, RunTheirToolWithTheExactCommandAndWait) {
         EXPECT_TRUE(lines[1].ends_with(L"|done")) << lines[1];
         EXPECT_EQ(Lines{}, session.Lines());
     }
+}
+
+TEST(PluginActions, StoreTheSessionHandle) {
+    // Nothing is logged, so only the slot itself shows it. No tool is placed: the
+    // RegAsm actions fail to start theirs, and Wine's own Regsvr32 runs.
+    ActionSession session;
+    for (auto* pfnAction : {&RegisterInternetExplorerUrl64, &RegisterInternetExplorerUrl,
+                            &UnRegisterInternetExplorerUrl64, &UnRegisterInternetExplorerUrl,
+                            &RegisterWMPPlugin, &UnRegisterWMPPlugin}) {
+        g_hInstall = 0;
+        pfnAction(session.Handle());
+        EXPECT_EQ(session.Handle(), g_hInstall);
+    }
+    g_hInstall = 0;
 }
 
 TEST(PluginActions, RegAsmThatCannotStartFailsTheAction) {
