@@ -6,6 +6,7 @@
 
 #include <shellapi.h>
 
+#include <cwchar>
 #include <string>
 
 namespace {
@@ -13,8 +14,18 @@ namespace {
 constexpr FILEOP_FLAGS kPermanentDelete = FOF_SILENT | FOF_NOCONFIRMATION; // 0x14
 constexpr FILEOP_FLAGS kRecycleDelete = kPermanentDelete | FOF_ALLOWUNDO;  // 0x54
 
+// The shell's own code for a path too long for it: "The source or destination
+// path exceeded or would exceed MAX_PATH".
+constexpr int kPathTooDeep = 0x79;
+
 // Runs the shell's delete on a double-NUL-ended source list; returns its result.
+// A path of MAX_PATH characters or more cannot name anything the shell deletes,
+// and some shells copy each path into a MAX_PATH buffer unchecked (Wine's
+// overruns it and crashes the action's process), so it never reaches the shell.
 int ShellDelete(const std::wstring& strSource, FILEOP_FLAGS fFlags) {
+    if (wcslen(strSource.c_str()) >= MAX_PATH) {
+        return kPathTooDeep;
+    }
     SHFILEOPSTRUCTW operation = {};
     operation.wFunc = FO_DELETE;
     operation.pFrom = strSource.c_str();

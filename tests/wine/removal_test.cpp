@@ -154,6 +154,31 @@ TEST_F(RemovalTest, DeleteDirectoryOnAnEmptyOrNullPath) {
     EXPECT_EQ(Lines{}, m_session.Lines());
 }
 
+TEST_F(RemovalTest, APathOfMaxPathCharactersOrMoreNeverReachesTheShell) {
+    // 259 characters still go to the shell (Wine's answers DE_INVALIDFILES for
+    // this missing path); from 260 on the routines answer with the shell's own
+    // "too deep" code, and a 700-character path (whose line overflows) no longer
+    // crashes the process in the shell.
+    const std::wstring strFolder = TestTempFolder() + L"varen_deep_" + NewGuid() + L"\\";
+    const auto PathOf = [&](size_t cch) {
+        return strFolder + std::wstring(cch - strFolder.size(), L'a');
+    };
+    EXPECT_EQ(0, DeleteDirectory(PathOf(MAX_PATH - 1).c_str(), 0));
+    EXPECT_EQ(
+        FailedLines(PathOf(MAX_PATH - 1), L"The paths in the source or destination were invalid"),
+        m_session.Lines());
+    m_session.ClearLines();
+    EXPECT_EQ(0, DeleteDirectory(PathOf(MAX_PATH).c_str(), 1));
+    EXPECT_EQ(FailedLines(PathOf(MAX_PATH),
+                          L"The source or destination path exceeded or would exceed MAX_PATH"),
+              m_session.Lines());
+    EXPECT_EQ(0, DeleteDirectory(PathOf(700).c_str(), 0));
+    for (size_t cch : {size_t{MAX_PATH}, size_t{700}}) {
+        EXPECT_FALSE(RemovePathViaShell(PathOf(cch).c_str(), 0));
+        EXPECT_FALSE(RemovePathViaShell(PathOf(cch).c_str(), 1));
+    }
+}
+
 TEST_F(RemovalTest, DeleteDirectoryWithUndoSendsToTheRecycleBin) {
     TempTree tree;
     TrashedItem trashed(tree.Name());
