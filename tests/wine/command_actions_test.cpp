@@ -5,7 +5,7 @@
 #include "tests/support/session_support.h"
 #include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
-#include "tests/wine/shell_folder_override.h"
+#include "tests/support/shell_folder_override.h"
 
 #include <shlobj.h>
 

@@ -2,7 +2,7 @@
 #include "runtime/session.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
-#include "tests/wine/shell_folder_override.h"
+#include "tests/support/shell_folder_override.h"
 
 #include <shlobj.h>
 

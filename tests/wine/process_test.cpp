@@ -6,7 +6,7 @@
 #include "system/process_text.h"
 #include "tests/support/session_support.h"
 #include "tests/support/standin_support.h"
-#include "tests/wine/program_import.h"
+#include "tests/support/program_import.h"
 
 #include <sddl.h>
 #include <shellapi.h>

@@ -4,7 +4,7 @@
 #include "tests/support/session_support.h"
 #include "tests/support/folder_support.h"
 #include "tests/support/standin_support.h"
-#include "tests/wine/program_import.h"
+#include "tests/support/program_import.h"
 
 #include <shellapi.h>
 
