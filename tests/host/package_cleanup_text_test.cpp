@@ -25,29 +25,21 @@ TEST(BrandingEntryPath, JoinsWithOneForwardSlash) {
     EXPECT_EQ(L"a/b/c", WithForwardSlashes(L"a\\b\\c"));
 }
 
-TEST(KeepsBrandingEntry, EmptyListKeepsNothing) {
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Skins", {}));
+// An entry containing "Skins" is kept when the list holds "Skins" itself;
+// otherwise, like every other entry, only when an item equals it exactly.
+TEST(KeepsBrandingEntry, SkinsEntriesFollowTheSkinsNameOthersNeedAnExactItem) {
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Skins", {})); // an empty list keeps nothing
     EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png", {}));
-}
-
-TEST(KeepsBrandingEntry, SkinsEntriesFollowTheSkinsName) {
-    const std::vector<std::wstring> vecWithSkins = {L"Skins"};
-    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/Skins", vecWithSkins));
-    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/OldSkins.zip", vecWithSkins)); // any text containing it
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/skins", vecWithSkins));       // case matters
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png", vecWithSkins));
-
-    // Without "Skins" in the list an entry containing it takes the general test.
-    const std::vector<std::wstring> vecOther = {L"Logo", L"C:/B/Skins"};
+    const std::vector<std::wstring> vecSkins = {L"Skins"};
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/Skins", vecSkins));
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/OldSkins.zip", vecSkins)); // any text containing it
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/skins", vecSkins));       // case matters
+    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png", vecSkins));
+    const std::vector<std::wstring> vecOther = {L"Logo", L"C:/B/Skins", L"C:/B/logo.png"};
     EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/Skins", vecOther));
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Skins2", vecOther));
-}
-
-TEST(KeepsBrandingEntry, OtherEntriesNeedAnExactItem) {
-    const std::vector<std::wstring> vecRetained = {L"C:/B/logo.png", L"Logo"};
-    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/logo.png", vecRetained));
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Logo.png", vecRetained));
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png2", vecRetained));
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:\\B\\logo.png", vecRetained));
-    EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/Logo", vecRetained));
+    EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/logo.png", vecOther));
+    for (const wchar_t* szEntry :
+         {L"C:/B/Skins2", L"C:/B/Logo.png", L"C:/B/logo.png2", L"C:\\B\\logo.png", L"C:/B/Logo"}) {
+        EXPECT_FALSE(KeepsBrandingEntry(szEntry, vecOther)) << szEntry;
+    }
 }
