@@ -17,15 +17,13 @@ const wchar_t* ShellOperationMessage(int iResult) {
         return L"Multiple paths were specified in the source of the operation, but only one "
                L"destination path";
     case 0x73:
-        return L"Rename operation was specified but the destination path is a different directory. "
-               L" Use "
-               L"move instead.";
+        return L"Rename operation was specified but the destination path is a different "
+               L"directory.  Use move instead.";
     case 0x74:
         return L"Source is a root directory, cannot be moved or renamed";
     case 0x75:
-        return L"Operation was cancelled by the user (or silently cancelled if the specified flags "
-               L"were "
-               L"supplied to SHFileOperation)";
+        return L"Operation was cancelled by the user (or silently cancelled if the specified "
+               L"flags were supplied to SHFileOperation)";
     case 0x76:
         return L"The destination is a sub-tree of the source";
     case 0x78:
