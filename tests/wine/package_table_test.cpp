@@ -1,3 +1,4 @@
+#include "runtime/handles.h"
 #include "runtime/package_table.h"
 #include "runtime/session.h"
 #include "tests/support/registry_support.h"
@@ -18,10 +19,6 @@ using Lines = std::vector<std::wstring>;
 namespace {
 
 const wchar_t kReadingLine[] = L"Varen_CA GetFromMSITable(), Reading Property table\n";
-
-std::wstring ValueLine(const std::wstring& strValue) {
-    return L"Varen_CA GetFromMSITable() PackageRead Property Value is " + strValue + L" \n";
-}
 
 // Records the query text of every MsiDatabaseOpenViewW call a module makes.
 class QueryRecorder {
@@ -44,23 +41,6 @@ class QueryRecorder {
     static inline std::vector<std::wstring> s_queries;
 };
 
-// Makes a module's call of an installer function that takes a handle first fail
-// as it really does for a handle that is not one: the real function gets 0.
-template <typename TResult, typename... TArgs>
-class NullHandleCall {
-  public:
-    NullHandleCall(HMODULE hModule, const char* szFunction)
-        : m_patch(hModule, "msi.dll", szFunction, reinterpret_cast<void*>(&Call)) {
-        s_pfnReal = reinterpret_cast<Function>(m_patch.Original());
-    }
-
-  private:
-    using Function = TResult(WINAPI*)(MSIHANDLE, TArgs...);
-    static TResult WINAPI Call(MSIHANDLE, TArgs... args) { return s_pfnReal(0, args...); }
-    ImportPatch m_patch;
-    static inline Function s_pfnReal = nullptr;
-};
-
 HMODULE TestProgram() {
     return GetModuleHandleW(nullptr);
 }
@@ -68,100 +48,75 @@ HMODULE VarenDll() {
     return GetModuleHandleW(L"Varen_CA.dll");
 }
 
-// Handles left open by an earlier test would be counted by the next
-// CloseLeftoverHandles; tests that count start from none.
-void CloseStrayHandles() {
-    MsiCloseAllHandles();
+// Stand-ins for installer and registry functions, failing as the real ones can.
+MSIHANDLE WINAPI NoDatabase(MSIHANDLE) {
+    return 0;
+}
+UINT WINAPI FailExecute(MSIHANDLE, MSIHANDLE) {
+    return ERROR_INVALID_HANDLE;
+}
+LSTATUS WINAPI DenyCreateKey(HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
+                             const SECURITY_ATTRIBUTES*, PHKEY, LPDWORD) {
+    return ERROR_ACCESS_DENIED;
 }
 
 } // namespace
 
-TEST(GetFromMSITable, ReadsTheRowThroughTheSessionInTheSlot) {
-    CloseStrayHandles();
-    ActionSession session(
-        {{}, PropertyRows{{L"DriverVersion", L"31.0"}, {L"PNVersion", L"10.2.3"}}});
-    g_hInstall = session.Handle();
-    QueryRecorder recorder(TestProgram());
-    std::wstring strValue = L"stale";
-    EXPECT_TRUE(GetFromMSITable(kOrxPropertyQuery, L"PNVersion", strValue));
-    EXPECT_EQ(L"10.2.3", strValue);
-    EXPECT_EQ((Lines{kReadingLine, ValueLine(L"10.2.3")}), session.Lines())
-        << JoinLines(session.Lines());
-    EXPECT_EQ(
-        std::vector<std::wstring>{
-            L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property` = 'PNVersion'"},
-        QueryRecorder::Queries());
-    EXPECT_EQ(0, session.CloseLeftoverHandles()); // row, view and database all closed
-}
-
-TEST(GetFromMSITable, TakesAValueOf1041CharactersButNot1042) {
-    CloseStrayHandles();
+TEST(GetFromMSITable, ReadsTheNamedRowThroughTheSlotAndClosesEveryHandle) {
     const std::wstring strFits(1041, L'v');
-    const std::wstring strTooLong(1042, L'w');
-    ActionSession session({{}, PropertyRows{{L"Fits", strFits}, {L"TooLong", strTooLong}}});
-    g_hInstall = session.Handle();
-
-    std::wstring strValue = L"stale";
-    EXPECT_TRUE(GetFromMSITable(kOrxPropertyQuery, L"Fits", strValue));
-    EXPECT_EQ(strFits, strValue);
-    // The value line is longer than a log line can be.
-    EXPECT_EQ((Lines{kReadingLine, L"CA buffer overflow\n"}), session.Lines())
-        << JoinLines(session.Lines());
-
-    session.ClearLines();
-    strValue = L"stale";
-    EXPECT_FALSE(GetFromMSITable(kOrxPropertyQuery, L"TooLong", strValue)); // ERROR_MORE_DATA
-    EXPECT_EQ(L"stale", strValue);
-    EXPECT_EQ(Lines{kReadingLine}, session.Lines()) << JoinLines(session.Lines());
-    EXPECT_EQ(0, session.CloseLeftoverHandles());
-}
-
-TEST(GetFromMSITable, FailsSilentlyOnABadQueryAMissingTableOrRow) {
-    CloseStrayHandles();
-    struct Case {
+    const PropertyRows rows{{L"DriverVersion", L"31.0"},
+                            {L"PNVersion", L"10.2.3"},
+                            {L"Fits", strFits},
+                            {L"TooLong", std::wstring(1042, L'w')}};
+    const struct {
         std::optional<PropertyRows> orxRows;
         std::wstring strRowName;
-        std::wstring strQuery;
-    };
-    const std::wstring strLongName(2000, L'n');
-    const Case cases[] = {
+        std::optional<std::wstring> strValue; // nothing: the call fails
+        Lines lines;
+        bool fNoDatabase = false;
+    } cases[] = {
+        {rows,
+         L"PNVersion",
+         L"10.2.3",
+         {kReadingLine, L"Varen_CA GetFromMSITable() PackageRead Property Value is 10.2.3 \n"}},
+        {rows, L"Fits", strFits, {kReadingLine, L"CA buffer overflow\n"}}, // too long to log
+        {rows, L"TooLong", std::nullopt, {kReadingLine}},                  // ERROR_MORE_DATA
         // The name is not escaped: an apostrophe ends the literal early.
-        {PropertyRows{{L"PNVersion", L"1"}}, L"O'Brien",
-         L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property` = 'O'Brien'"},
-        {std::nullopt, L"PNVersion",
-         L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property` = 'PNVersion'"},
-        {PropertyRows{{L"PNVersion", L"1"}}, L"pnversion",
-         L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property` = 'pnversion'"},
-        // A name too long for the formatter: the query is cut at 1023 characters.
-        {PropertyRows{{L"PNVersion", L"1"}}, strLongName,
-         (L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property` = '" + strLongName)
-             .substr(0, 1023)},
+        {rows, L"O'Brien", std::nullopt, {kReadingLine}},
+        {rows, L"pnversion", std::nullopt, {kReadingLine}},
+        {std::nullopt, L"PNVersion", std::nullopt, {kReadingLine}},
+        {rows, std::wstring(2000, L'n'), std::nullopt, {kReadingLine}},
+        // The value is cleared before it is logged here.
+        {rows,
+         L"PNVersion",
+         std::nullopt,
+         {kReadingLine, L"Varen_CA GetFromMSITable() failed at MsiGetActiveDatabase  \n"},
+         true},
     };
-    for (const Case& test : cases) {
+    MsiCloseAllHandles(); // so that only this test's handles are counted
+    for (const auto& test : cases) {
         SCOPED_TRACE(testing::Message() << test.strRowName.substr(0, 20).c_str());
         ActionSession session({{}, test.orxRows});
         g_hInstall = session.Handle();
         QueryRecorder recorder(TestProgram());
+        std::optional<ImportPatch> noDatabase;
+        if (test.fNoDatabase) {
+            noDatabase.emplace(TestProgram(), "msi.dll", "MsiGetActiveDatabase",
+                               reinterpret_cast<void*>(&NoDatabase));
+        }
         std::wstring strValue = L"stale";
-        EXPECT_FALSE(GetFromMSITable(kOrxPropertyQuery, test.strRowName.c_str(), strValue));
-        EXPECT_EQ(L"stale", strValue);
-        EXPECT_EQ(Lines{kReadingLine}, session.Lines()) << JoinLines(session.Lines());
-        EXPECT_EQ(std::vector<std::wstring>{test.strQuery}, QueryRecorder::Queries());
-        EXPECT_EQ(0, session.CloseLeftoverHandles());
+        EXPECT_EQ(test.strValue.has_value(),
+                  GetFromMSITable(kOrxPropertyQuery, test.strRowName.c_str(), strValue));
+        EXPECT_EQ(test.strValue.value_or(L"stale"), strValue);
+        EXPECT_EQ(test.lines, session.Lines()) << JoinLines(session.Lines());
+        // The formatter cuts the query at 1023 characters.
+        const std::wstring strQuery =
+            L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property` = '" + test.strRowName +
+            L"'";
+        EXPECT_EQ(test.fNoDatabase ? Lines{} : Lines{strQuery.substr(0, 1023)},
+                  QueryRecorder::Queries());
+        EXPECT_EQ(0, session.CloseLeftoverHandles()); // row, view and database all closed
     }
-}
-
-TEST(GetFromMSITable, NoActiveDatabaseLogsTheEmptyValue) {
-    ActionSession session({{}, PropertyRows{{L"PNVersion", L"1"}}});
-    g_hInstall = session.Handle();
-    NullHandleCall<MSIHANDLE> noDatabase(TestProgram(), "MsiGetActiveDatabase");
-    std::wstring strValue = L"stale";
-    EXPECT_FALSE(GetFromMSITable(kOrxPropertyQuery, L"PNVersion", strValue));
-    EXPECT_EQ(L"stale", strValue);
-    EXPECT_EQ(
-        (Lines{kReadingLine, L"Varen_CA GetFromMSITable() failed at MsiGetActiveDatabase  \n"}),
-        session.Lines())
-        << JoinLines(session.Lines());
 }
 
 namespace {
@@ -181,16 +136,6 @@ const VersionAction kVersionActions[] = {
 };
 
 const wchar_t kPnKey[] = L"SOFTWARE\\QVX\\PN";
-
-// The UTF-16 bytes of a text without a terminator.
-std::vector<BYTE> Utf16Bytes(const std::wstring& strText) {
-    const auto* pBytes = reinterpret_cast<const BYTE*>(strText.data());
-    return std::vector<BYTE>(pBytes, pBytes + strText.size() * sizeof(wchar_t));
-}
-
-std::pair<DWORD, std::vector<BYTE>> RegSz(const std::wstring& strText) {
-    return {REG_SZ, Utf16Bytes(strText)};
-}
 
 // (value name, type, byte count) of each RegSetValueExW call the DLL makes.
 using ValueWrite = std::tuple<std::wstring, DWORD, DWORD>;
@@ -216,171 +161,127 @@ class ValueWriteRecorder {
     static inline std::vector<ValueWrite> s_writes;
 };
 
-void RunQuery(MSIHANDLE hDatabase, const std::wstring& strQuery) {
-    MSIHANDLE hView = 0;
-    ASSERT_EQ(ERROR_SUCCESS, MsiDatabaseOpenViewW(hDatabase, strQuery.c_str(), &hView));
-    EXPECT_EQ(ERROR_SUCCESS, MsiViewExecute(hView, 0));
-    MsiCloseHandle(hView);
-}
-
 // MSI keeps "" as a null, which the bench's NOT NULL Value column refuses; so
 // the table is made in the session's own database with a Value that may be
 // null, and given a row without a value.
 void AddRowWithoutValue(MSIHANDLE hSession, const std::wstring& strRow) {
-    const MSIHANDLE hDatabase = MsiGetActiveDatabase(hSession);
-    RunQuery(hDatabase, L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, "
-                        L"`Value` LONGCHAR PRIMARY KEY `Property`)");
-    RunQuery(hDatabase,
-             L"INSERT INTO `ORX_InstallProperties` (`Property`) VALUES ('" + strRow + L"')");
-    MsiCloseHandle(hDatabase);
+    UniqueMsiHandle hDatabase(MsiGetActiveDatabase(hSession));
+    for (const std::wstring& strQuery :
+         {std::wstring(L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, "
+                       L"`Value` LONGCHAR PRIMARY KEY `Property`)"),
+          L"INSERT INTO `ORX_InstallProperties` (`Property`) VALUES ('" + strRow + L"')"}) {
+        UniqueMsiHandle hView;
+        ASSERT_EQ(ERROR_SUCCESS,
+                  MsiDatabaseOpenViewW(hDatabase.get(), strQuery.c_str(), hView.put()));
+        ASSERT_EQ(ERROR_SUCCESS, MsiViewExecute(hView.get(), 0));
+    }
 }
+
+// What ORX_InstallProperties holds: the action's row beside another, its row
+// without a value, only the other row, or there is no such table.
+enum class Table { Row, RowWithoutValue, OtherRowOnly, None };
+
+// An import of the DLL pointed at a stand-in.
+struct Fault {
+    const char* szDll;
+    const char* szFunction;
+    void* pStandIn;
+};
+
+struct VersionCase {
+    const char* szCase = nullptr;
+    Table table = Table::Row;
+    std::wstring strValue = L"1.0"; // the row's value
+    std::optional<Fault> fault = std::nullopt;
+    bool fKeyExists = false;              // the native key holds the value and a sibling beforehand
+    bool fSilent = false;                 // nothing is written or logged, and the action returns 1
+    const wchar_t* szErrorLine = nullptr; // the action logs this, writes nothing, returns 0
+    // The row record and the database are left open; without a row only the database.
+    int cLeaked = 2;
+};
+
+const VersionCase kVersionCases[] = {
+    {.szCase = "a row", .strValue = L"10.2.3", .fKeyExists = true},
+    {.szCase = "a row without a value", .table = Table::RowWithoutValue, .strValue = L""},
+    {.szCase = "8191 characters", .strValue = std::wstring(8191, L'f')},
+    {.szCase = "8192 characters: ERROR_MORE_DATA",
+     .strValue = std::wstring(8192, L'x'),
+     .fSilent = true},
+    {.szCase = "no row", .table = Table::OtherRowOnly, .fSilent = true, .cLeaked = 1},
+    {.szCase = "a key that cannot be created",
+     .fault = Fault{"advapi32.dll", "RegCreateKeyExW", reinterpret_cast<void*>(&DenyCreateKey)},
+     .fSilent = true},
+    // The error is the thread's last error, not the installer's result.
+    {.szCase = "no table",
+     .table = Table::None,
+     .szErrorLine = L"Failed in call to MsiDatabaseOpenView. Error: 4242",
+     .cLeaked = 1},
+    {.szCase = "a failed execute, whose view is closed",
+     .fault = Fault{"msi.dll", "MsiViewExecute", reinterpret_cast<void*>(&FailExecute)},
+     .szErrorLine = L"Failed in call to MsiViewExecute. Error: 4242",
+     .cLeaked = 1},
+};
 
 } // namespace
 
-TEST(VersionInReg, WritesTheRowWithoutTerminatorInThe64BitViewOnly) {
-    CloseStrayHandles();
+TEST(VersionInReg, CopiesTheRowIntoThe64BitViewOnlyAndLeavesItsHandlesOpen) {
+    MsiCloseAllHandles(); // so that only this test's handles are counted
     for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow, L"0.0.0.0.0.0.0.0");
-        SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"Sibling", L"keep");
-        SetString(HKEY_LOCAL_MACHINE, View::Wow32, kPnKey, action.szRow, L"wow-old");
-
-        ActionSession session(
-            {{}, PropertyRows{{action.szOtherRow, L"other"}, {action.szRow, L"10.2.3"}}});
-        QueryRecorder recorder(VarenDll());
-        ValueWriteRecorder writes;
-        EXPECT_EQ(1u, session.Call(action.szName));
-        EXPECT_EQ(Lines{action.szSuccessLine}, session.Lines()) << JoinLines(session.Lines());
-        EXPECT_EQ(
-            std::vector<std::wstring>{
-                L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property`='" +
-                std::wstring(action.szRow) + L"'"},
-            QueryRecorder::Queries());
-        // Twelve bytes: the six characters without a terminator.
-        EXPECT_EQ((std::vector<ValueWrite>{{action.szRow, REG_SZ, 12}}),
-                  ValueWriteRecorder::Writes());
-        // The registry itself counts the terminator in when the character after
-        // the counted bytes is a null, as it is in the action's buffer.
-        EXPECT_EQ(RegSz(std::wstring(L"10.2.3") + L'\0'),
-                  ReadRaw(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow));
-        EXPECT_EQ(L"keep", ReadString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"Sibling"));
-        EXPECT_FALSE(ValueExists(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szOtherRow));
-        EXPECT_EQ(L"wow-old", ReadString(HKEY_LOCAL_MACHINE, View::Wow32, kPnKey, action.szRow));
-        // The database handle and the row record are left open.
-        EXPECT_EQ(2, session.CloseLeftoverHandles());
-    }
-}
-
-TEST(VersionInReg, CreatesTheKeyAndStoresAnEmptyValueWithNoBytes) {
-    CloseStrayHandles();
-    for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        ActionSession session;
-        AddRowWithoutValue(session.Handle(), action.szRow);
-        ValueWriteRecorder writes;
-        EXPECT_EQ(1u, session.Call(action.szName));
-        EXPECT_EQ(Lines{action.szSuccessLine}, session.Lines()) << JoinLines(session.Lines());
-        EXPECT_EQ((std::vector<ValueWrite>{{action.szRow, REG_SZ, 0}}),
-                  ValueWriteRecorder::Writes());
-        EXPECT_EQ(RegSz(L""), ReadRaw(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow));
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, L"SOFTWARE\\QVX"));
-        EXPECT_EQ(2, session.CloseLeftoverHandles());
-    }
-}
-
-TEST(VersionInReg, TakesUpTo8191CharactersAndSkipsLongerValuesSilently) {
-    CloseStrayHandles();
-    for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        const std::wstring strFits(8191, L'f');
-        {
-            ActionSession session({{}, PropertyRows{{action.szRow, strFits}}});
+        for (const VersionCase& test : kVersionCases) {
+            SCOPED_TRACE(testing::Message() << action.szName << ", " << test.szCase);
+            RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
+            SetString(HKEY_LOCAL_MACHINE, View::Wow32, kPnKey, action.szRow, L"wow-old");
+            if (test.fKeyExists) {
+                SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow, L"old");
+                SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"Sibling", L"keep");
+            }
+            PackageSpec spec;
+            if (test.table == Table::Row || test.table == Table::OtherRowOnly) {
+                spec.orxRows = PropertyRows{{action.szOtherRow, L"other"}};
+            }
+            if (test.table == Table::Row) {
+                spec.orxRows->emplace_back(action.szRow, test.strValue);
+            }
+            ActionSession session(spec);
+            if (test.table == Table::RowWithoutValue) {
+                AddRowWithoutValue(session.Handle(), action.szRow);
+            }
+            QueryRecorder recorder(VarenDll());
             ValueWriteRecorder writes;
-            EXPECT_EQ(1u, session.Call(action.szName));
-            EXPECT_EQ(Lines{action.szSuccessLine}, session.Lines());
-            EXPECT_EQ((std::vector<ValueWrite>{{action.szRow, REG_SZ, 8191 * 2}}),
-                      ValueWriteRecorder::Writes());
-            EXPECT_EQ(RegSz(strFits + L'\0'),
-                      ReadRaw(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow));
-            EXPECT_EQ(2, session.CloseLeftoverHandles());
+            std::optional<ImportPatch> fault;
+            if (test.fault) {
+                fault.emplace(VarenDll(), test.fault->szDll, test.fault->szFunction,
+                              test.fault->pStandIn);
+            }
+
+            SetLastError(4242);
+            EXPECT_EQ(test.szErrorLine ? 0u : 1u, session.Call(action.szName));
+            const bool fWrites = !test.fSilent && !test.szErrorLine;
+            const Lines lines = test.szErrorLine ? Lines{test.szErrorLine}
+                                : fWrites        ? Lines{action.szSuccessLine}
+                                                 : Lines{};
+            EXPECT_EQ(lines, session.Lines()) << JoinLines(session.Lines());
+            EXPECT_EQ(Lines{L"SELECT `Value` FROM `ORX_InstallProperties` WHERE `Property`='" +
+                            std::wstring(action.szRow) + L"'"},
+                      QueryRecorder::Queries());
+            if (fWrites) {
+                // Without its terminator: two bytes a character.
+                const DWORD cbValue = static_cast<DWORD>(test.strValue.size() * sizeof(wchar_t));
+                EXPECT_EQ((std::vector<ValueWrite>{{action.szRow, REG_SZ, cbValue}}),
+                          ValueWriteRecorder::Writes());
+                EXPECT_EQ(test.strValue,
+                          ReadString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow));
+            } else {
+                EXPECT_TRUE(ValueWriteRecorder::Writes().empty());
+                EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, L"SOFTWARE\\QVX"));
+            }
+            if (test.fKeyExists) {
+                EXPECT_EQ(L"keep",
+                          ReadString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"Sibling"));
+            }
+            EXPECT_EQ(L"wow-old",
+                      ReadString(HKEY_LOCAL_MACHINE, View::Wow32, kPnKey, action.szRow));
+            EXPECT_EQ(test.cLeaked, session.CloseLeftoverHandles());
         }
-        SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow, L"before");
-        {
-            ActionSession session({{}, PropertyRows{{action.szRow, std::wstring(8192, L'x')}}});
-            EXPECT_EQ(1u, session.Call(action.szName)); // ERROR_MORE_DATA: no write, no line
-            EXPECT_EQ(Lines{}, session.Lines()) << JoinLines(session.Lines());
-            EXPECT_EQ(L"before",
-                      ReadString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow));
-            EXPECT_EQ(2, session.CloseLeftoverHandles());
-        }
-    }
-}
-
-TEST(VersionInReg, AMissingRowIsSilentAndStillSucceeds) {
-    CloseStrayHandles();
-    for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        ActionSession session({{}, PropertyRows{{action.szOtherRow, L"1.0"}}});
-        EXPECT_EQ(1u, session.Call(action.szName));
-        EXPECT_EQ(Lines{}, session.Lines()) << JoinLines(session.Lines());
-        for (View view : kBothViews) {
-            EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, L"SOFTWARE\\QVX")) << ViewName(view);
-        }
-        EXPECT_EQ(1, session.CloseLeftoverHandles()); // the database
-    }
-}
-
-TEST(VersionInReg, AKeyThatCannotBeCreatedIsSilent) {
-    CloseStrayHandles();
-    for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        ActionSession session({{}, PropertyRows{{action.szRow, L"1.0"}}});
-        using CreateKey = LSTATUS(WINAPI*)(HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
-                                           const SECURITY_ATTRIBUTES*, PHKEY, LPDWORD);
-        CreateKey pfnDenied = [](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
-                                 const SECURITY_ATTRIBUTES*, PHKEY,
-                                 LPDWORD) -> LSTATUS { return ERROR_ACCESS_DENIED; };
-        ImportPatch denied(VarenDll(), "advapi32.dll", "RegCreateKeyExW",
-                           reinterpret_cast<void*>(pfnDenied));
-        EXPECT_EQ(1u, session.Call(action.szName));
-        EXPECT_EQ(Lines{}, session.Lines()) << JoinLines(session.Lines());
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, L"SOFTWARE\\QVX"));
-        EXPECT_EQ(2, session.CloseLeftoverHandles());
-    }
-}
-
-TEST(VersionInReg, AMissingTableLogsTheThreadsLastError) {
-    CloseStrayHandles();
-    for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        ActionSession session;
-        SetLastError(4242);
-        EXPECT_EQ(0u, session.Call(action.szName));
-        EXPECT_EQ(Lines{L"Failed in call to MsiDatabaseOpenView. Error: 4242"}, session.Lines())
-            << JoinLines(session.Lines());
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, L"SOFTWARE\\QVX"));
-        EXPECT_EQ(1, session.CloseLeftoverHandles()); // the database
-    }
-}
-
-TEST(VersionInReg, AFailedExecuteLogsTheThreadsLastErrorAndClosesTheView) {
-    CloseStrayHandles();
-    for (const VersionAction& action : kVersionActions) {
-        SCOPED_TRACE(action.szName);
-        RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\QVX"});
-        ActionSession session({{}, PropertyRows{{action.szRow, L"1.0"}}});
-        NullHandleCall<UINT, MSIHANDLE> failedExecute(VarenDll(), "MsiViewExecute");
-        SetLastError(777);
-        EXPECT_EQ(0u, session.Call(action.szName));
-        EXPECT_EQ(Lines{L"Failed in call to MsiViewExecute. Error: 777"}, session.Lines())
-            << JoinLines(session.Lines());
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, L"SOFTWARE\\QVX"));
-        EXPECT_EQ(1, session.CloseLeftoverHandles()); // the database; the view is closed
     }
 }
