@@ -5,99 +5,81 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cstddef>
 #include <string>
 #include <vector>
 
 using Lines = std::vector<std::wstring>;
 
-TEST(ReadCustomActionData, ReadsAValueOfAnyLengthInFull) {
-    const std::wstring strLong =
-        L"TaskName=T;Username=U;CommandToLaunch=" + std::wstring(3000, L'c');
-    ActionSession session(WithProperties({{L"CustomActionData", strLong}}));
-    g_hInstall = session.Handle();
-    EXPECT_EQ(strLong, ReadCustomActionData());
-    // The log line does not fit; the value is still read whole.
-    EXPECT_EQ(Lines{L"CA buffer overflow\n"}, session.Lines());
-}
-
-TEST(ReadCustomActionData, LogsTheValueWhenTheLineFits) {
+TEST(ReadCustomActionData, ReadsTheWholeValueAndLogsItWhenTheLineFits) {
     // "CustomActionData: " is 18 characters: 501 more make 519.
     const std::wstring str501(501, L'v');
-    ActionSession session(WithProperties({{L"CustomActionData", str501}}));
-    g_hInstall = session.Handle();
-    EXPECT_EQ(str501, ReadCustomActionData());
-    session.SetProperty(L"CustomActionData", str501 + L"w");
-    EXPECT_EQ(str501 + L"w", ReadCustomActionData());
-    session.SetProperty(L"CustomActionData", L"ServiceName=Svc;DirectoryOfBinary=C:\\ORX\\");
-    EXPECT_EQ(L"ServiceName=Svc;DirectoryOfBinary=C:\\ORX\\", ReadCustomActionData());
-    EXPECT_EQ((Lines{L"CustomActionData: " + str501, L"CA buffer overflow\n",
-                     L"CustomActionData: ServiceName=Svc;DirectoryOfBinary=C:\\ORX\\"}),
-              session.Lines());
-}
-
-TEST(ReadCustomActionData, UndefinedReadsAsEmpty) {
+    const std::wstring strLong =
+        L"TaskName=T;Username=U;CommandToLaunch=" + std::wstring(3000, L'c');
+    const std::wstring strOverflow = L"CA buffer overflow\n";
+    const struct {
+        std::wstring strValue; // "" leaves the property undefined
+        std::wstring strLine;
+    } cases[] = {{L"", L"CustomActionData: "},
+                 {str501, L"CustomActionData: " + str501},
+                 {str501 + L"w", strOverflow},
+                 {strLong, strOverflow}};
     ActionSession session;
     g_hInstall = session.Handle();
-    EXPECT_EQ(L"", ReadCustomActionData());
-    EXPECT_EQ(Lines{L"CustomActionData: "}, session.Lines());
-
+    for (const auto& test : cases) {
+        session.SetProperty(L"CustomActionData", test.strValue);
+        session.ClearLines();
+        EXPECT_EQ(test.strValue, ReadCustomActionData());
+        EXPECT_EQ(Lines{test.strLine}, session.Lines());
+    }
     g_hInstall = 0; // no session: nothing read, the line is lost
+    session.ClearLines();
     EXPECT_EQ(L"", ReadCustomActionData());
-    EXPECT_EQ(Lines{L"CustomActionData: "}, session.Lines());
+    EXPECT_EQ(Lines{}, session.Lines());
 }
 
 namespace {
 
-// A minimal VS_VERSIONINFO block: the root with its fixed file information
+// A minimal VS_VERSIONINFO resource: the root with its fixed file information
 // and no children.
-std::vector<BYTE> VersionBlock(DWORD dwFileMS, DWORD dwFileLS, DWORD dwProductMS,
-                               DWORD dwProductLS) {
-    const wchar_t szKey[] = L"VS_VERSION_INFO";
-    const size_t cbHeader = 3 * sizeof(WORD) + sizeof(szKey); // 38, padded to 40
-    const size_t cbValueAt = (cbHeader + 3) & ~size_t{3};
-    std::vector<BYTE> block(cbValueAt + sizeof(VS_FIXEDFILEINFO));
-    const WORD header[] = {static_cast<WORD>(block.size()), sizeof(VS_FIXEDFILEINFO), 0};
-    std::memcpy(block.data(), header, sizeof(header));
-    std::memcpy(block.data() + sizeof(header), szKey, sizeof(szKey));
+struct VersionResource {
+    WORD wLength = sizeof(VersionResource);
+    WORD wValueLength = sizeof(VS_FIXEDFILEINFO);
+    WORD wType = 0;
+    wchar_t szKey[16] = L"VS_VERSION_INFO";
+    WORD wPadding = 0; // the value starts on a 32-bit boundary
     VS_FIXEDFILEINFO info = {};
-    info.dwSignature = VS_FFI_SIGNATURE;
-    info.dwStrucVersion = VS_FFI_STRUCVERSION;
-    info.dwFileVersionMS = dwFileMS;
-    info.dwFileVersionLS = dwFileLS;
-    info.dwProductVersionMS = dwProductMS;
-    info.dwProductVersionLS = dwProductLS;
-    info.dwFileOS = VOS_NT_WINDOWS32;
-    info.dwFileType = VFT_APP;
-    std::memcpy(block.data() + cbValueAt, &info, sizeof(info));
-    return block;
-}
-
-std::wstring BesideTests(const wchar_t* szName) {
-    wchar_t szPath[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szPath, MAX_PATH);
-    std::wstring strPath = szPath;
-    return strPath.substr(0, strPath.find_last_of(L"\\/") + 1) + szName;
-}
+};
+static_assert(offsetof(VersionResource, info) == 40);
 
 // A copy of the stand-in program (which has no resources of its own) in the
 // temporary folder, removed again at the end.
 class ProgramCopy {
   public:
     explicit ProgramCopy(const wchar_t* szName) : m_strPath(TestTempFolder() + szName) {
-        EXPECT_TRUE(CopyFileW(BesideTests(L"standin.exe").c_str(), m_strPath.c_str(), FALSE));
+        wchar_t szTests[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, szTests, MAX_PATH);
+        std::wstring strStandIn = szTests;
+        strStandIn.replace(strStandIn.find_last_of(L"\\/") + 1, std::wstring::npos, L"standin.exe");
+        EXPECT_TRUE(CopyFileW(strStandIn.c_str(), m_strPath.c_str(), FALSE));
     }
     ~ProgramCopy() { DeleteFileW(m_strPath.c_str()); }
     ProgramCopy(const ProgramCopy&) = delete;
     ProgramCopy& operator=(const ProgramCopy&) = delete;
 
-    void AddVersion(const std::vector<BYTE>& block) {
+    void AddFileVersion(DWORD dwFileMS, DWORD dwFileLS) {
+        VersionResource version;
+        version.info.dwSignature = VS_FFI_SIGNATURE;
+        version.info.dwStrucVersion = VS_FFI_STRUCVERSION;
+        version.info.dwFileVersionMS = dwFileMS;
+        version.info.dwFileVersionLS = dwFileLS;
+        version.info.dwProductVersionMS = MAKELONG(1, 2); // 2.1.4.3, so a mix-up shows
+        version.info.dwProductVersionLS = MAKELONG(3, 4);
         HANDLE hUpdate = BeginUpdateResourceW(m_strPath.c_str(), FALSE);
         ASSERT_NE(nullptr, hUpdate);
         EXPECT_TRUE(UpdateResourceW(hUpdate, RT_VERSION, MAKEINTRESOURCEW(VS_VERSION_INFO),
-                                    MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL),
-                                    const_cast<BYTE*>(block.data()),
-                                    static_cast<DWORD>(block.size())));
+                                    MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL), &version,
+                                    sizeof(version)));
         EXPECT_TRUE(EndUpdateResourceW(hUpdate, FALSE));
     }
     const std::wstring& Path() const { return m_strPath; }
@@ -108,34 +90,13 @@ class ProgramCopy {
 
 } // namespace
 
-TEST(GetFileVersionString, FormatsTheFileVersionMajorMinorBuildRevision) {
+TEST(GetFileVersionString, FormatsTheFileVersionUnsignedOrGivesEmptyTextWithoutOne) {
     ProgramCopy file(L"varen_versioned.exe");
-    // The product version differs, so a mix-up shows.
-    file.AddVersion(
-        VersionBlock(MAKELONG(12, 7), MAKELONG(6789, 345), MAKELONG(1, 2), MAKELONG(3, 4)));
-    EXPECT_EQ(L"7.12.345.6789", GetFileVersionString(file.Path()));
-}
-
-TEST(GetFileVersionString, PrintsWordsAbove32767Unsigned) {
-    ProgramCopy file(L"varen_versioned_high.exe");
-    file.AddVersion(VersionBlock(MAKELONG(0, 65535), MAKELONG(1, 40000), 0, 0));
-    EXPECT_EQ(L"65535.0.40000.1", GetFileVersionString(file.Path()));
-}
-
-TEST(GetFileVersionString, GivesEmptyTextWithoutVersionInformation) {
-    ProgramCopy program(L"varen_unversioned.exe");
-    EXPECT_EQ(L"", GetFileVersionString(program.Path()));
-
-    const std::wstring strText = TestTempFolder() + L"varen_plain.txt";
-    HANDLE hFile =
-        CreateFileW(strText.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, hFile);
-    DWORD cbWritten = 0;
-    WriteFile(hFile, "not a program", 13, &cbWritten, nullptr);
-    CloseHandle(hFile);
-    EXPECT_EQ(L"", GetFileVersionString(strText));
-    DeleteFileW(strText.c_str());
-
+    EXPECT_EQ(L"", GetFileVersionString(file.Path())); // no version resource yet
     EXPECT_EQ(L"", GetFileVersionString(TestTempFolder() + L"varen_no_such_file.dll"));
     EXPECT_EQ(L"", GetFileVersionString(L""));
+    file.AddFileVersion(MAKELONG(12, 7), MAKELONG(6789, 345));
+    EXPECT_EQ(L"7.12.345.6789", GetFileVersionString(file.Path()));
+    file.AddFileVersion(MAKELONG(0, 65535), MAKELONG(1, 40000)); // replaces the first
+    EXPECT_EQ(L"65535.0.40000.1", GetFileVersionString(file.Path()));
 }
