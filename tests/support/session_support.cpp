@@ -51,6 +51,19 @@ std::wstring TempFolder() {
 
 } // namespace
 
+// Every test program runs in a job that ends its processes when the program ends,
+// so a tool a test started and did not end (a stand-in told to wait) cannot keep
+// CTest's output pipe open and stall the run.
+const struct KillChildrenOnExit {
+    KillChildrenOnExit() {
+        HANDLE hJob = CreateJobObjectW(nullptr, nullptr); // closed by the system at exit
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        SetInformationJobObject(hJob, JobObjectExtendedLimitInformation, &limits, sizeof(limits));
+        AssignProcessToJobObject(hJob, GetCurrentProcess());
+    }
+} g_killChildrenOnExit;
+
 std::wstring NewGuid() {
     UUID uuid;
     UuidCreate(&uuid);
