@@ -4,8 +4,8 @@
 #include "system/registry.h"
 #include "tests/support/registry_support.h"
 #include "tests/support/session_support.h"
+#include "tests/support/standin_support.h"
 
-#include <aclapi.h>
 #include <sddl.h>
 
 #include <gtest/gtest.h>
@@ -22,11 +22,14 @@ using Lines = std::vector<std::wstring>;
 
 namespace {
 
+const HKEY kHklm = HKEY_LOCAL_MACHINE;
+const HKEY kHkcu = HKEY_CURRENT_USER;
 const std::wstring kTestKey = L"SOFTWARE\\VarenRegTest";
-const std::wstring kTestSibling = L"SOFTWARE\\VarenRegTestSibling";
+const std::wstring kTree = kTestKey + L"\\Tree";
 const std::wstring kPackages = L"SOFTWARE\\ORX Technologies\\Install\\Packages";
-constexpr wchar_t kPackageA[] = L"W-05-000U-000-003-002-001-00-01";
-constexpr wchar_t kPackageB[] = L"W-05-000U-000-003-002-001-00-02";
+const std::wstring kQvx = L"SOFTWARE\\QVX";
+const std::wstring kPackageA = L"W-05-000U-000-003-002-001-00-01";
+const std::wstring kPackageB = L"W-05-000U-000-003-002-001-00-02";
 
 // A real session whose handle the helpers log through.
 class LoggingSession {
@@ -39,44 +42,35 @@ class LoggingSession {
     ActionSession m_session;
 };
 
-// Replaces the access list of a key, named in SDDL ("D:(A;;KA;;;WD)" and so on).
-void SetKeyAcl(HKEY hRoot, View view, const std::wstring& strPath, const wchar_t* szSddl) {
-    PSECURITY_DESCRIPTOR pDescriptor = nullptr;
-    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(szSddl, SDDL_REVISION_1,
-                                                                     &pDescriptor, nullptr));
-    HKEY hKey = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(hRoot, strPath.c_str(), 0, WRITE_DAC | ViewFlag(view), &hKey));
-    EXPECT_EQ(ERROR_SUCCESS, RegSetKeySecurity(hKey, DACL_SECURITY_INFORMATION, pDescriptor));
-    RegCloseKey(hKey);
-    LocalFree(pDescriptor);
-}
-
-// A key with a sub-key whose access list denies szDenied (SDDL rights) to
-// everyone until the guard ends; then it is opened up again so that the scope
-// can remove it. Denying "DC" (set value) makes every KEY_ALL_ACCESS open fail,
-// and the sub-key keeps the key itself from being deleted: together they make
-// a key that no removal can take, under Wine (which does not check DELETE
-// rights on registry keys) as on Windows.
+// A key with a sub-key whose access list denies szDenied (SDDL rights) to everyone
+// while it lives. Denying "DC" fails every KEY_ALL_ACCESS open and the sub-key
+// keeps the key from being deleted: no removal can take it, under Wine (which
+// does not check DELETE rights on keys) as on Windows.
 class LockedKey {
   public:
     LockedKey(HKEY hRoot, View view, std::wstring strPath, const wchar_t* szDenied)
         : m_hRoot(hRoot), m_view(view), m_strPath(std::move(strPath)) {
         CreateKey(m_hRoot, m_view, m_strPath + L"\\Inner");
-        const std::wstring strSddl = std::wstring(L"D:(D;;") + szDenied + L";;;WD)(A;;KA;;;WD)";
-        SetKeyAcl(m_hRoot, m_view, m_strPath, strSddl.c_str());
+        SetAcl((std::wstring(L"D:(D;;") + szDenied + L";;;WD)(A;;KA;;;WD)").c_str());
     }
-    ~LockedKey() { SetKeyAcl(m_hRoot, m_view, m_strPath, L"D:(A;;KA;;;WD)"); }
+    ~LockedKey() { SetAcl(L"D:(A;;KA;;;WD)"); } // open again, for the scope to remove
 
   private:
+    void SetAcl(const wchar_t* szSddl) const {
+        PSECURITY_DESCRIPTOR pDescriptor = nullptr;
+        ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(szSddl, SDDL_REVISION_1,
+                                                                         &pDescriptor, nullptr));
+        HKEY hKey = nullptr;
+        ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(m_hRoot, m_strPath.c_str(), 0,
+                                               WRITE_DAC | ViewFlag(m_view), &hKey));
+        EXPECT_EQ(ERROR_SUCCESS, RegSetKeySecurity(hKey, DACL_SECURITY_INFORMATION, pDescriptor));
+        RegCloseKey(hKey);
+        LocalFree(pDescriptor);
+    }
     HKEY m_hRoot;
     View m_view;
     std::wstring m_strPath;
 };
-
-bool RunningUnderWine() {
-    return GetProcAddress(GetModuleHandleW(L"ntdll"), "wine_get_version") != nullptr;
-}
 
 std::vector<std::wstring> Sorted(std::vector<std::wstring> names) {
     std::sort(names.begin(), names.end());
@@ -85,418 +79,286 @@ std::vector<std::wstring> Sorted(std::vector<std::wstring> names) {
 
 } // namespace
 
-// What the tests below rely on: HKLM\SOFTWARE has a separate 32-bit view
-// (Wow6432Node) and HKCU\SOFTWARE is one key seen from both, under Wine as on
-// Windows 7 and later.
-TEST(RegistryViews, HklmSoftwareIsSplitAndHkcuSoftwareIsShared) {
-    RegistryScope hklm(HKEY_LOCAL_MACHINE, {kTestKey});
-    RegistryScope hkcu(HKEY_CURRENT_USER, {kTestKey});
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\Native");
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Wow32");
-    EXPECT_EQ(Lines{L"Native"}, SubKeyNames(HKEY_LOCAL_MACHINE, View::Native, kTestKey));
-    EXPECT_EQ(Lines{L"Wow32"}, SubKeyNames(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey));
-
-    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\Native");
-    CreateKey(HKEY_CURRENT_USER, View::Wow32, kTestKey + L"\\Wow32");
-    for (View view : kBothViews) {
-        EXPECT_EQ((Lines{L"Native", L"Wow32"}), SubKeyNames(HKEY_CURRENT_USER, view, kTestKey))
-            << ViewName(view);
-    }
-}
-
 TEST(Platform, SixtyFourBitProcessOnSixtyFourBitWindows) {
-    const auto pfnExpected = reinterpret_cast<IsWow64ProcessFn>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "IsWow64Process")));
+    const FARPROC pfnExpected = GetProcAddress(GetModuleHandleW(L"kernel32"), "IsWow64Process");
     ASSERT_NE(nullptr, pfnExpected);
-    EXPECT_EQ(pfnExpected, g_pfnIsWow64Process); // resolved when the module loaded
+    EXPECT_EQ(reinterpret_cast<void*>(pfnExpected), reinterpret_cast<void*>(g_pfnIsWow64Process));
     EXPECT_FALSE(IsRunningUnderWow64());
     EXPECT_TRUE(Is64BitWindows());
     EXPECT_EQ(L"BIN64", GetPlatformBinFolder());
 }
 
-TEST(GetOrxInstallDir, ReadsNativeStringOrGivesEmpty) {
+TEST(GetOrxInstallDir, ReadsTheNativeStringSafelyOrGivesEmpty) {
     const std::wstring strInstall = L"SOFTWARE\\ORX Technologies\\Install";
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\ORX Technologies"});
+    RegistryScope scope(kHklm, {L"SOFTWARE\\ORX Technologies"});
     EXPECT_EQ(L"", GetOrxInstallDir()); // no key
-
-    SetString(HKEY_LOCAL_MACHINE, View::Wow32, strInstall, L"InstallDir", L"C:\\Wow32\\");
+    SetString(kHklm, View::Wow32, strInstall, L"InstallDir", L"C:\\Wow32\\");
     EXPECT_EQ(L"", GetOrxInstallDir()); // the 32-bit view is not read
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, strInstall);
+    CreateKey(kHklm, View::Native, strInstall);
     EXPECT_EQ(L"", GetOrxInstallDir()); // no value
 
-    SetString(HKEY_LOCAL_MACHINE, View::Native, strInstall, L"InstallDir",
-              L"C:\\Program Files\\ORX\\");
-    EXPECT_EQ(L"C:\\Program Files\\ORX\\", GetOrxInstallDir());
-    SetRaw(HKEY_LOCAL_MACHINE, View::Native, strInstall, L"InstallDir", REG_EXPAND_SZ,
-           L"%ProgramFiles%", 15 * sizeof(wchar_t));
-    EXPECT_EQ(L"%ProgramFiles%", GetOrxInstallDir()); // not expanded
-}
-
-TEST(GetOrxInstallDir, BadValuesGiveEmptyOrTheirTextSafely) {
-    const std::wstring strInstall = L"SOFTWARE\\ORX Technologies\\Install";
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\ORX Technologies"});
-    auto setRaw = [&](DWORD dwType, const void* pData, DWORD cbData) {
-        SetRaw(HKEY_LOCAL_MACHINE, View::Native, strInstall, L"InstallDir", dwType, pData, cbData);
-    };
-    setRaw(REG_SZ, L"C:\\ORXzzz", 6 * sizeof(wchar_t)); // no terminator stored
-    EXPECT_EQ(L"C:\\ORX", GetOrxInstallDir());
-    setRaw(REG_SZ, L"C:\\ORX", 7); // odd byte count: the half character is dropped
-    EXPECT_EQ(L"C:\\", GetOrxInstallDir());
-    setRaw(REG_SZ, L"", 0);
-    EXPECT_EQ(L"", GetOrxInstallDir());
-
-    // 260 characters fill the buffer with no terminator. (The source runs on past
-    // the stored bytes: Wine stores a terminator that directly follows them.)
+    // 261 characters, so that no NUL follows the 260 stored (Wine would store it too).
     const std::wstring str261(261, L'd');
-    setRaw(REG_SZ, str261.c_str(), 260 * sizeof(wchar_t));
-    ASSERT_EQ(520u,
-              ReadRaw(HKEY_LOCAL_MACHINE, View::Native, strInstall, L"InstallDir")->second.size());
-    EXPECT_EQ(str261.substr(0, 260), GetOrxInstallDir());
-    setRaw(REG_SZ, str261.c_str(), 261 * sizeof(wchar_t)); // one character too many
-    EXPECT_EQ(L"", GetOrxInstallDir());
     const std::wstring str10000(10000, L'x');
-    SetString(HKEY_LOCAL_MACHINE, View::Native, strInstall, L"InstallDir", str10000);
-    EXPECT_EQ(L"", GetOrxInstallDir());
-
-    const DWORD dwData = 0x00410041; // "AA" if it were read as text
-    setRaw(REG_DWORD, &dwData, sizeof(dwData));
-    EXPECT_EQ(L"", GetOrxInstallDir());
-    setRaw(REG_BINARY, L"C:\\", 8);
-    EXPECT_EQ(L"", GetOrxInstallDir());
+    const DWORD dwAsText = 0x00410041; // "AA" if it were read as text
+    const struct {
+        DWORD dwType;
+        const void* pData;
+        DWORD cbData;
+        std::wstring strExpected;
+    } kCases[] = {
+        {REG_SZ, L"C:\\ORX\\", 16, L"C:\\ORX\\"},
+        {REG_EXPAND_SZ, L"%ProgramFiles%", 30, L"%ProgramFiles%"}, // not expanded
+        {REG_SZ, L"C:\\ORXzzz", 12, L"C:\\ORX"},                   // no terminator stored
+        {REG_SZ, L"C:\\ORX", 7, L"C:\\"},                          // the half character is dropped
+        {REG_SZ, L"", 0, L""},
+        {REG_SZ, str261.c_str(), 520, str261.substr(0, 260)}, // fills the buffer, no terminator
+        {REG_SZ, str261.c_str(), 522, L""},                   // one character too many
+        {REG_SZ, str10000.c_str(), 20002, L""},
+        {REG_DWORD, &dwAsText, 4, L""},
+        {REG_BINARY, L"C:\\", 8, L""},
+    };
+    for (const auto& c : kCases) {
+        SetRaw(kHklm, View::Native, strInstall, L"InstallDir", c.dwType, c.pData, c.cbData);
+        EXPECT_EQ(c.strExpected, GetOrxInstallDir()) << c.dwType << " " << c.cbData;
+    }
 }
 
-TEST(CreateRegDWValue, CreatesTheUserKeyWhenMissing) {
-    RegistryScope scope(HKEY_CURRENT_USER, {L"SOFTWARE\\QVX"});
+TEST(CreateRegDWValue, WritesADwordSilentlyAndCreatesTheUserKeyWhenMissing) {
+    RegistryScope scope(kHkcu, {kQvx});
     LoggingSession session;
     CreateRegDWValue(L"UninstallMode", 3);
-    EXPECT_EQ(std::optional<DWORD>(3),
-              ReadDword(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"UninstallMode"));
-    EXPECT_EQ(Lines{}, session.Logged()); // reports nothing
-}
+    EXPECT_EQ(std::optional<DWORD>(3), ReadDword(kHkcu, View::Native, kQvx, L"UninstallMode"));
 
-TEST(CreateRegDWValue, OverwritesInAnExistingKeyAndKeepsTheRest) {
-    RegistryScope scope(HKEY_CURRENT_USER, {L"SOFTWARE\\QVX"});
-    SetString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"UninstallMode", L"text");
-    SetString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"Other", L"kept");
-    CreateKey(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX\\Sub");
-    LoggingSession session;
+    SetString(kHkcu, View::Native, kQvx, L"UninstallMode", L"text");
+    SetString(kHkcu, View::Native, kQvx, L"Other", L"kept");
+    CreateKey(kHkcu, View::Native, kQvx + L"\\Sub");
     CreateRegDWValue(L"UninstallMode", 1);
-    const auto raw = ReadRaw(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"UninstallMode");
-    ASSERT_TRUE(raw.has_value());
-    EXPECT_EQ(static_cast<DWORD>(REG_DWORD), raw->first);
-    EXPECT_EQ((std::vector<BYTE>{1, 0, 0, 0}), raw->second);
-    EXPECT_EQ(L"kept", ReadString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"Other"));
-    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX\\Sub"));
+    EXPECT_EQ(std::make_pair(DWORD{REG_DWORD}, std::vector<BYTE>{1, 0, 0, 0}),
+              ReadRaw(kHkcu, View::Native, kQvx, L"UninstallMode"));
+    EXPECT_EQ(L"kept", ReadString(kHkcu, View::Native, kQvx, L"Other"));
+    EXPECT_TRUE(KeyExists(kHkcu, View::Native, kQvx + L"\\Sub"));
     EXPECT_EQ(Lines{}, session.Logged());
 }
 
-TEST(RegistryKeyEraser, SplitsAtTheLastBackslash) {
-    const RegistryKeyEraser trailing(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QVX\\PN\\");
-    EXPECT_EQ(L"SOFTWARE\\QVX\\PN", trailing.KeyPart());
-    EXPECT_EQ(L"", trailing.LeafPart());
-    const RegistryKeyEraser leaf(HKEY_CURRENT_USER, L"SOFTWARE\\ORX\\A4");
-    EXPECT_EQ(L"SOFTWARE\\ORX", leaf.KeyPart());
-    EXPECT_EQ(L"A4", leaf.LeafPart());
-    EXPECT_EQ(HKEY_CURRENT_USER, leaf.Root());
-}
-
-TEST(RegistryKeyEraser, EnumSubKeysMergesBothViewsCaseSensitively) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
+// Sub-keys: the native names, then the 32-bit ones not listed yet (case counts).
+// Values: the native ones, or those of the 32-bit view when native has none.
+TEST(RegistryKeyEraser, EnumeratesNamesOfBothViews) {
+    RegistryScope scope(kHklm, {kTestKey});
     for (const wchar_t* szName : {L"A", L"B"}) {
-        CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\" + szName);
+        CreateKey(kHklm, View::Native, kTestKey + L"\\" + szName);
     }
-    for (const wchar_t* szName : {L"b", L"B", L"C"}) { // "b" and "B" are one key within a view
-        CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\" + szName);
+    for (const wchar_t* szName : {L"A", L"b", L"B", L"C"}) { // "b" and "B": one key in a view
+        CreateKey(kHklm, View::Wow32, kTestKey + L"\\" + szName);
     }
-    RegistryKeyEraser eraser(HKEY_LOCAL_MACHINE, (kTestKey + L"\\").c_str());
+    RegistryKeyEraser eraser(kHklm, (kTestKey + L"\\").c_str());
     eraser.EnumSubKeys();
-    // Native names first; the 32-bit "b" differs from "B" only in case and is listed.
     EXPECT_EQ((Lines{L"A", L"B", L"b", L"C"}), eraser.Names());
 
-    RegistryKeyEraser only32(HKEY_LOCAL_MACHINE, (kTestKey + L"\\B\\").c_str());
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\b\\Deep");
-    only32.EnumSubKeys();
-    EXPECT_EQ(Lines{L"Deep"}, only32.Names());
-}
-
-TEST(RegistryKeyEraser, EnumValuesFallsBackToThe32BitViewOnlyWhenNativeHasNone) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
     const std::wstring strLongName(2000, L'v'); // longer than the 520-character name buffer
-    SetString(HKEY_LOCAL_MACHINE, View::Native, kTestKey, strLongName, L"x");
-    SetDword(HKEY_LOCAL_MACHINE, View::Native, kTestKey, L"N2", 1);
-    SetString(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey, L"W1", L"x");
-    RegistryKeyEraser eraser(HKEY_LOCAL_MACHINE, (kTestKey + L"\\").c_str());
+    SetString(kHklm, View::Native, kTestKey, strLongName, L"x");
+    SetDword(kHklm, View::Native, kTestKey, L"N2", 1);
+    SetString(kHklm, View::Wow32, kTestKey, L"W1", L"x");
     eraser.EnumValues();
     EXPECT_EQ(Sorted({strLongName, L"N2"}), Sorted(eraser.Names()));
-
-    DeleteTree(HKEY_LOCAL_MACHINE, View::Native, kTestKey);
+    DeleteTree(kHklm, View::Native, kTestKey);
     eraser.EnumValues();
     EXPECT_EQ(Lines{L"W1"}, eraser.Names());
-
-    // The unnamed default value counts as a value.
-    DeleteTree(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey);
-    SetString(HKEY_LOCAL_MACHINE, View::Native, kTestKey, L"", L"default");
+    DeleteTree(kHklm, View::Wow32, kTestKey);
+    SetString(kHklm, View::Native, kTestKey, L"", L"default"); // the default value counts
     eraser.EnumValues();
     EXPECT_EQ(Lines{L""}, eraser.Names());
 }
 
-TEST(RegistryKeyEraser, EachTreeRemovalTouchesOneView) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey, kTestSibling});
-    const std::wstring strTree = kTestKey + L"\\Tree";
-    for (View view : kBothViews) {
-        CreateKey(HKEY_LOCAL_MACHINE, view, strTree + L"\\A\\A1\\A11");
-        CreateKey(HKEY_LOCAL_MACHINE, view, strTree + L"\\B");
-        SetString(HKEY_LOCAL_MACHINE, view, strTree + L"\\A\\A1", L"v", L"x");
-        CreateKey(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\TreeSibling");
-    }
-    RegistryKeyEraser eraser(HKEY_LOCAL_MACHINE, (strTree + L"\\").c_str());
-    EXPECT_TRUE(eraser.DeleteTree32(HKEY_LOCAL_MACHINE, strTree.c_str()));
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, strTree + L"\\A\\A1\\A11"));
-
-    EXPECT_TRUE(eraser.DeleteTreeNative(HKEY_LOCAL_MACHINE, strTree.c_str()));
-    for (View view : kBothViews) {
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, strTree)) << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\TreeSibling"))
-            << ViewName(view);
-    }
-    // Already gone counts as removed.
-    EXPECT_TRUE(eraser.DeleteTree32(HKEY_LOCAL_MACHINE, strTree.c_str()));
-    EXPECT_TRUE(eraser.DeleteTreeNative(HKEY_LOCAL_MACHINE, strTree.c_str()));
+TEST(RegistryKeyEraser, RefusesTheEmptyPathThatWouldNameTheHive) {
+    RegistryKeyEraser eraser(kHklm, L"");
+    EXPECT_EQ(L"", eraser.KeyPart());
+    EXPECT_FALSE(eraser.DeleteTreeNative(kHklm, eraser.KeyPart().c_str()));
+    EXPECT_FALSE(eraser.DeleteTree32(kHklm, eraser.KeyPart().c_str()));
+    EXPECT_TRUE(KeyExists(kHklm, View::Native, L"SOFTWARE\\Microsoft"));
 }
 
-TEST(RegistryKeyEraser, UndeletableChildFailsAndEmptyPathIsRefused) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strTree = kTestKey + L"\\Tree";
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, strTree + L"\\Free");
-    {
-        LockedKey locked(HKEY_LOCAL_MACHINE, View::Native, strTree + L"\\Locked", L"DC");
-        RegistryKeyEraser eraser(HKEY_LOCAL_MACHINE, L"");
-        EXPECT_FALSE(eraser.DeleteTreeNative(HKEY_LOCAL_MACHINE, strTree.c_str()));
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, strTree + L"\\Locked"));
-        EXPECT_EQ(L"", eraser.KeyPart());
-        // The empty key part would name the hive itself.
-        EXPECT_FALSE(eraser.DeleteTreeNative(HKEY_LOCAL_MACHINE, eraser.KeyPart().c_str()));
-        EXPECT_FALSE(eraser.DeleteTree32(HKEY_LOCAL_MACHINE, eraser.KeyPart().c_str()));
-    }
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, L"SOFTWARE\\Microsoft"));
+namespace {
+
+constexpr int kN = 1;  // the native view
+constexpr int kW = 2;  // the 32-bit view
+constexpr int kNW = 3; // both
+
+// A key below kTestKey ("" for kTestKey itself) in some views, or its value "Value".
+struct At {
+    int iViews;
+    std::wstring strSub;
+    bool fValue = false;
+};
+
+struct VarenCase {
+    const char* szCase;
+    std::vector<At> arranged;
+    std::wstring strPath;            // below kTestKey, as passed
+    const wchar_t* szLine;           // the line logged, before the path
+    const wchar_t* szGone = nullptr; // the key below kTestKey removed from both views
+};
+
+std::wstring Below(const std::wstring& strSub) {
+    return strSub.empty() ? kTestKey : kTestKey + L"\\" + strSub;
 }
 
-TEST(DeleteVarenRegKey, EmptySubKeyInEitherViewKeepsTheKey) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strPath = kTestKey + L"\\";
+bool InView(const At& at, View view) {
+    return (at.iViews & (view == View::Native ? kN : kW)) != 0;
+}
+
+void Arrange(const At& at) {
     for (View view : kBothViews) {
-        DeleteTree(HKEY_LOCAL_MACHINE, View::Native, kTestKey);
-        DeleteTree(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey);
-        CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey);
-        CreateKey(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\Empty");
-        LoggingSession session;
-        DeleteVarenRegKey(HKEY_LOCAL_MACHINE, strPath.c_str());
-        EXPECT_EQ(Lines{L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty "
-                        L"thus it will "
-                        L"not be deleted SOFTWARE\\VarenRegTest\\ \n"},
-                  session.Logged())
-            << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\Empty")) << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey)) << ViewName(view);
-    }
-}
-
-TEST(DeleteVarenRegKey, SubKeysAreLookedForBeforeValues) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    SetDword(HKEY_LOCAL_MACHINE, View::Native, kTestKey, L"Value", 0);
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Sub");
-    LoggingSession session;
-    DeleteVarenRegKey(HKEY_LOCAL_MACHINE, (kTestKey + L"\\").c_str());
-    EXPECT_EQ(Lines{L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus "
-                    L"it will not be deleted SOFTWARE\\VarenRegTest\\ \n"},
-              session.Logged());
-    EXPECT_TRUE(ValueExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey, L"Value"));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Sub"));
-}
-
-TEST(DeleteVarenRegKey, ValueInEitherViewKeepsTheKey) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strPath = kTestKey + L"\\";
-    for (View view : kBothViews) {
-        DeleteTree(HKEY_LOCAL_MACHINE, View::Native, kTestKey);
-        DeleteTree(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey);
-        CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey);
-        CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey);
-        SetDword(HKEY_LOCAL_MACHINE, view, kTestKey, L"Value", 0);
-        LoggingSession session;
-        DeleteVarenRegKey(HKEY_LOCAL_MACHINE, strPath.c_str());
-        EXPECT_EQ(
-            Lines{
-                L"Varen_CA DeleteVarenRegKey(), Varen key is not empty thus it will not be deleted "
-                L"SOFTWARE\\VarenRegTest\\ \n"},
-            session.Logged())
-            << ViewName(view);
-        for (View other : kBothViews) {
-            EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, other, kTestKey))
-                << ViewName(view) << ViewName(other);
+        if (InView(at, view) && at.fValue) {
+            SetDword(kHklm, view, Below(at.strSub), L"Value", 0);
+        } else if (InView(at, view)) {
+            CreateKey(kHklm, view, Below(at.strSub));
         }
     }
 }
 
-TEST(DeleteVarenRegKey, EmptyKeyGoesFromBothViews) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey, kTestSibling});
+// True when at is there in each of its views.
+bool Present(const At& at) {
     for (View view : kBothViews) {
-        CreateKey(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\Empty");
-        CreateKey(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\EmptySibling");
+        if (InView(at, view) && !(at.fValue ? ValueExists(kHklm, view, Below(at.strSub), L"Value")
+                                            : KeyExists(kHklm, view, Below(at.strSub)))) {
+            return false;
+        }
     }
-    LoggingSession session;
-    DeleteVarenRegKey(HKEY_LOCAL_MACHINE, (kTestKey + L"\\Empty\\").c_str());
-    EXPECT_EQ(Lines{L"Varen_CA DeleteVarenRegKey(), key deleted successfully "
-                    L"SOFTWARE\\VarenRegTest\\Empty\\ \n"},
-              session.Logged());
-    for (View view : kBothViews) {
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\Empty")) << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\EmptySibling"))
-            << ViewName(view);
+    return true;
+}
+
+} // namespace
+
+TEST(DeleteVarenRegKey, RemovesOnlyAKeyThatNeitherViewHoldsAnythingUnder) {
+    const wchar_t* const szHasSubKeys = L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and "
+                                        L"is not empty thus it will not be deleted ";
+    const wchar_t* const szNotEmpty =
+        L"Varen_CA DeleteVarenRegKey(), Varen key is not empty thus it will not be deleted ";
+    const wchar_t* const szDeleted = L"Varen_CA DeleteVarenRegKey(), key deleted successfully ";
+    const VarenCase kCases[] = {
+        VarenCase("empty native sub-key", {{kN, L"Empty"}}, L"", szHasSubKeys),
+        VarenCase("empty 32-bit sub-key", {{kN, L""}, {kW, L"Empty"}}, L"", szHasSubKeys),
+        VarenCase("sub-keys before values", {{kW, L"Sub"}, {kN, L"", true}}, L"", szHasSubKeys),
+        VarenCase("native value", {{kW, L""}, {kN, L"", true}}, L"", szNotEmpty),
+        VarenCase("32-bit value", {{kN, L""}, {kW, L"", true}}, L"", szNotEmpty),
+        VarenCase("empty in both views", {{kNW, L"Empty"}, {kNW, L"Sibling"}}, L"Empty\\",
+                  szDeleted, L"Empty"),
+        VarenCase("only in the 32-bit view", {{kW, L"Only32"}, {kN, L"Sibling"}}, L"Only32\\",
+                  szDeleted, L"Only32"),
+        VarenCase("missing", {}, L"Missing\\", szDeleted, L"Missing"),
+        VarenCase("no trailing backslash: the parent", {{kN, L"Parent"}, {kN, L"Sibling"}},
+                  L"Parent\\NoSuchLeaf", szDeleted, L"Parent"),
+    };
+    for (const VarenCase& c : kCases) {
+        SCOPED_TRACE(c.szCase);
+        RegistryScope scope(kHklm, {kTestKey});
+        for (const At& at : c.arranged) {
+            Arrange(at);
+        }
+        LoggingSession session;
+        const std::wstring strPath = kTestKey + L"\\" + c.strPath;
+        DeleteVarenRegKey(kHklm, strPath.c_str());
+        EXPECT_EQ(Lines{c.szLine + strPath + L" \n"}, session.Logged());
+        for (View view : kBothViews) {
+            EXPECT_FALSE(c.szGone && KeyExists(kHklm, view, Below(c.szGone))) << ViewName(view);
+        }
+        for (const At& at : c.arranged) { // everything else stays
+            EXPECT_TRUE((c.szGone && at.strSub == c.szGone) || Present(at)) << Below(at.strSub);
+        }
     }
 }
 
-TEST(DeleteVarenRegKey, KeyOnlyIn32BitViewAndMissingKey) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Only32");
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\Only32Sibling");
-    LoggingSession session;
-    DeleteVarenRegKey(HKEY_LOCAL_MACHINE, (kTestKey + L"\\Only32\\").c_str());
-    DeleteVarenRegKey(HKEY_LOCAL_MACHINE, (kTestKey + L"\\Missing\\").c_str());
-    EXPECT_EQ((Lines{L"Varen_CA DeleteVarenRegKey(), key deleted successfully "
-                     L"SOFTWARE\\VarenRegTest\\Only32\\ \n",
-                     L"Varen_CA DeleteVarenRegKey(), key deleted successfully "
-                     L"SOFTWARE\\VarenRegTest\\Missing\\ \n"}),
-              session.Logged());
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\Only32"));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\Only32Sibling"));
+namespace {
+
+// The two lines DeletePackageKey logs for strName.
+Lines PackageKeyLines(const std::wstring& strName) {
+    const std::wstring strPath = kPackages + L"\\" + strName + L"\\";
+    return {L"Varen_CA DeletePackageKey(), Key to delete is " + strPath + L" \n",
+            L"Varen_CA DeletePackageKey(), " + strPath + L" key should be deleted \n"};
 }
 
-TEST(DeleteVarenRegKey, PathWithoutTrailingBackslashActsOnTheParent) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\Parent");
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\ParentSibling");
-    LoggingSession session;
-    DeleteVarenRegKey(HKEY_LOCAL_MACHINE, (kTestKey + L"\\Parent\\NoSuchLeaf").c_str());
-    EXPECT_EQ(Lines{L"Varen_CA DeleteVarenRegKey(), key deleted successfully "
-                    L"SOFTWARE\\VarenRegTest\\Parent\\NoSuchLeaf \n"},
-              session.Logged());
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\Parent"));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\ParentSibling"));
-}
+} // namespace
 
-TEST(DeletePackageKey, RemovesThePackageInBothViewsAndClearsTheBrandValues) {
-    RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\ORX Technologies"});
-    RegistryScope hkcu(HKEY_CURRENT_USER, {L"SOFTWARE\\QVX"});
+TEST(DeletePackageKey, RemovesOnlyThePackageInBothViewsAndClearsTheBrandValues) {
+    RegistryScope hklm(kHklm, {L"SOFTWARE\\ORX Technologies"});
+    RegistryScope hkcu(kHkcu, {kQvx});
+    const std::wstring strA = kPackages + L"\\" + kPackageA;
+    const std::wstring strB = kPackages + L"\\" + kPackageB;
     for (View view : kBothViews) {
-        SetDword(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageA, L"iPackageLevel", 1);
-        CreateKey(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageA + L"\\Sub\\Deeper");
-        SetDword(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageB, L"iPackageLevel", 1);
-    }
-    SetDword(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"UninstallMode", 3);
-    SetString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"Whatever", L"x");
-    SetString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L" ", L"blank name");
-    SetString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"", L"default");
-    SetString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX\\Sub", L"Inner", L"x");
-
-    LoggingSession session;
-    EXPECT_EQ(1, DeletePackageKey(kPackageA));
-    EXPECT_EQ(
-        (Lines{
-            L"Varen_CA DeletePackageKey(), Key to delete is SOFTWARE\\ORX Technologies\\Install\\"
-            L"Packages\\W-05-000U-000-003-002-001-00-01\\ \n",
-            L"Varen_CA DeletePackageKey(), SOFTWARE\\ORX Technologies\\Install\\Packages\\"
-            L"W-05-000U-000-003-002-001-00-01\\ key should be deleted \n",
-            L"Varen_CA DeletePackageKey(), SOFTWARE\\QVX\\ Attempted to delete key \n"}),
-        session.Logged());
-    for (View view : kBothViews) {
-        EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageA))
-            << ViewName(view);
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageB))
-            << ViewName(view);
-    }
-    EXPECT_FALSE(ValueExists(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"UninstallMode"));
-    EXPECT_FALSE(ValueExists(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L"Whatever"));
-    EXPECT_EQ(L"blank name", ReadString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L" "));
-    EXPECT_EQ(L"default", ReadString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX", L""));
-    EXPECT_EQ(L"x", ReadString(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX\\Sub", L"Inner"));
-}
-
-TEST(DeletePackageKey, WithoutBrandKeyAndWithNamesThatAreNoPackage) {
-    RegistryScope hklm(HKEY_LOCAL_MACHINE, {L"SOFTWARE\\ORX Technologies"});
-    RegistryScope hkcu(HKEY_CURRENT_USER, {L"SOFTWARE\\QVX"});
-    for (View view : kBothViews) {
-        CreateKey(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageB + L"\\Sub");
+        SetDword(kHklm, view, strA, L"iPackageLevel", 1);
+        CreateKey(kHklm, view, strA + L"\\Sub\\Deeper");
+        CreateKey(kHklm, view, strB + L"\\Sub");
     }
     LoggingSession session;
-    EXPECT_EQ(1, DeletePackageKey(L"")); // would name "Packages" itself
-    EXPECT_EQ(1, DeletePackageKey(L"\\"));
-    EXPECT_EQ(1, DeletePackageKey(kPackageA)); // not there
-    EXPECT_EQ(
-        (Lines{
-            L"Varen_CA DeletePackageKey(), Key to delete is SOFTWARE\\ORX Technologies\\Install\\"
-            L"Packages\\\\ \n",
-            L"Varen_CA DeletePackageKey(), SOFTWARE\\ORX Technologies\\Install\\Packages\\\\ key "
-            L"should be deleted \n",
-            L"Varen_CA DeletePackageKey(), Key to delete is SOFTWARE\\ORX Technologies\\Install\\"
-            L"Packages\\\\\\ \n",
-            L"Varen_CA DeletePackageKey(), SOFTWARE\\ORX Technologies\\Install\\Packages\\\\\\ key "
-            L"should be deleted \n",
-            L"Varen_CA DeletePackageKey(), Key to delete is SOFTWARE\\ORX Technologies\\Install\\"
-            L"Packages\\W-05-000U-000-003-002-001-00-01\\ \n",
-            L"Varen_CA DeletePackageKey(), SOFTWARE\\ORX Technologies\\Install\\Packages\\"
-            L"W-05-000U-000-003-002-001-00-01\\ key should be deleted \n"}),
-        session.Logged());
-    for (View view : kBothViews) {
-        EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, view, kPackages + L"\\" + kPackageB + L"\\Sub"))
-            << ViewName(view);
+    Lines expected;
+    // "" would name "Packages" itself and "\" the key above it; package A0 is not
+    // there. Without the user's brand key there is no third line.
+    for (const std::wstring& strName : {std::wstring(), std::wstring(L"\\"), kPackageA + L"0"}) {
+        EXPECT_EQ(1, DeletePackageKey(strName.c_str()));
+        const Lines lines = PackageKeyLines(strName);
+        expected.insert(expected.end(), lines.begin(), lines.end());
     }
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, View::Native, L"SOFTWARE\\QVX"));
+    EXPECT_FALSE(KeyExists(kHkcu, View::Native, kQvx));
+
+    for (const wchar_t* szName : {L"UninstallMode", L"Whatever", L" ", L""}) {
+        SetString(kHkcu, View::Native, kQvx, szName, L"x");
+    }
+    SetString(kHkcu, View::Native, kQvx + L"\\Sub", L"Inner", L"x");
+    EXPECT_EQ(1, DeletePackageKey(kPackageA.c_str()));
+    const Lines lines = PackageKeyLines(kPackageA);
+    expected.insert(expected.end(), lines.begin(), lines.end());
+    expected.push_back(L"Varen_CA DeletePackageKey(), SOFTWARE\\QVX\\ Attempted to delete key \n");
+    EXPECT_EQ(expected, session.Logged());
+    for (View view : kBothViews) {
+        EXPECT_FALSE(KeyExists(kHklm, view, strA)) << ViewName(view);
+        EXPECT_TRUE(KeyExists(kHklm, view, strB + L"\\Sub")) << ViewName(view);
+    }
+    EXPECT_FALSE(ValueExists(kHkcu, View::Native, kQvx, L"UninstallMode"));
+    EXPECT_FALSE(ValueExists(kHkcu, View::Native, kQvx, L"Whatever"));
+    EXPECT_TRUE(ValueExists(kHkcu, View::Native, kQvx, L" "));
+    EXPECT_TRUE(ValueExists(kHkcu, View::Native, kQvx, L""));
+    EXPECT_TRUE(ValueExists(kHkcu, View::Native, kQvx + L"\\Sub", L"Inner"));
 }
 
 TEST(DeleteNamedValues, IgnoresTheNameAndSparesDefaultAndBlank) {
-    RegistryScope scope(HKEY_CURRENT_USER, {kTestKey});
+    RegistryScope scope(kHkcu, {kTestKey});
     const std::wstring strLongName(3000, L'n');
-    for (const std::wstring& strName :
-         {std::wstring(L"Keep"), std::wstring(L"Other"), strLongName, std::wstring(L" "),
-          std::wstring(L""), std::wstring(L"  ")}) {
-        SetString(HKEY_CURRENT_USER, View::Native, kTestKey, strName, L"x");
+    const std::wstring kGone[] = {L"Keep", L"Other", strLongName, L"  "};
+    for (const std::wstring& strName : kGone) {
+        SetString(kHkcu, View::Native, kTestKey, strName, L"x");
     }
-    SetString(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\Child", L"Keep", L"x");
-    HKEY hKey = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegOpenKeyExW(HKEY_CURRENT_USER, kTestKey.c_str(), 0, KEY_ALL_ACCESS, &hKey));
-    DeleteNamedValues(hKey, L"Keep");
-    RegCloseKey(hKey);
-    for (const std::wstring& strName :
-         {std::wstring(L"Keep"), std::wstring(L"Other"), strLongName, std::wstring(L"  ")}) {
-        EXPECT_FALSE(ValueExists(HKEY_CURRENT_USER, View::Native, kTestKey, strName))
-            << strName.size();
+    SetString(kHkcu, View::Native, kTestKey, L" ", L"x");
+    SetString(kHkcu, View::Native, kTestKey, L"", L"x");
+    SetString(kHkcu, View::Native, kTestKey + L"\\Child", L"Keep", L"x");
+    UniqueRegKey hKey;
+    ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(kHkcu, kTestKey.c_str(), 0, KEY_ALL_ACCESS, hKey.put()));
+    DeleteNamedValues(hKey.get(), L"Keep");
+    for (const std::wstring& strName : kGone) {
+        EXPECT_FALSE(ValueExists(kHkcu, View::Native, kTestKey, strName)) << strName.size();
     }
-    EXPECT_TRUE(ValueExists(HKEY_CURRENT_USER, View::Native, kTestKey, L" "));
-    EXPECT_TRUE(ValueExists(HKEY_CURRENT_USER, View::Native, kTestKey, L""));
-    EXPECT_TRUE(ValueExists(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\Child", L"Keep"));
+    EXPECT_TRUE(ValueExists(kHkcu, View::Native, kTestKey, L" "));
+    EXPECT_TRUE(ValueExists(kHkcu, View::Native, kTestKey, L""));
+    EXPECT_TRUE(ValueExists(kHkcu, View::Native, kTestKey + L"\\Child", L"Keep"));
 }
 
 TEST(DeleteRunValue, DeletesTheNativeRunValueOnly) {
     const std::wstring strRun = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
     for (View view : kBothViews) {
-        SetString(HKEY_LOCAL_MACHINE, view, strRun, L"VarenRunTest", L"x.exe");
-        SetString(HKEY_LOCAL_MACHINE, view, strRun, L"VarenRunTestSibling", L"y.exe");
+        SetString(kHklm, view, strRun, L"VarenRunTest", L"x.exe");
+        SetString(kHklm, view, strRun, L"VarenRunTestSibling", L"y.exe");
     }
     DeleteRunValue(L"VarenRunTest");
     DeleteRunValue(L"VarenRunTestMissing");
-    EXPECT_FALSE(ValueExists(HKEY_LOCAL_MACHINE, View::Native, strRun, L"VarenRunTest"));
-    EXPECT_TRUE(ValueExists(HKEY_LOCAL_MACHINE, View::Native, strRun, L"VarenRunTestSibling"));
-    EXPECT_TRUE(ValueExists(HKEY_LOCAL_MACHINE, View::Wow32, strRun, L"VarenRunTest"));
+    EXPECT_FALSE(ValueExists(kHklm, View::Native, strRun, L"VarenRunTest"));
+    EXPECT_TRUE(ValueExists(kHklm, View::Native, strRun, L"VarenRunTestSibling"));
+    EXPECT_TRUE(ValueExists(kHklm, View::Wow32, strRun, L"VarenRunTest"));
     for (View view : kBothViews) {
-        HKEY hKey = nullptr;
-        ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_LOCAL_MACHINE, strRun.c_str(), 0,
-                                               KEY_ALL_ACCESS | ViewFlag(view), &hKey));
-        RegDeleteValueW(hKey, L"VarenRunTest");
-        RegDeleteValueW(hKey, L"VarenRunTestSibling");
-        RegCloseKey(hKey);
+        UniqueRegKey hKey;
+        ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(kHklm, strRun.c_str(), 0,
+                                               KEY_ALL_ACCESS | ViewFlag(view), hKey.put()));
+        RegDeleteValueW(hKey.get(), L"VarenRunTest");
+        RegDeleteValueW(hKey.get(), L"VarenRunTestSibling");
     }
 }
 
@@ -517,49 +379,6 @@ struct LongPathBuffer {
     }
 };
 
-} // namespace
-
-TEST(DeleteHklmKeyTree32, RemovesThe32BitTreeOnly) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strTree = kTestKey + L"\\Tree";
-    for (View view : kBothViews) {
-        CreateKey(HKEY_LOCAL_MACHINE, view, strTree + L"\\A\\A1");
-        CreateKey(HKEY_LOCAL_MACHINE, view, strTree + L"\\A\\A2\\A21");
-        CreateKey(HKEY_LOCAL_MACHINE, view, strTree + L"\\B");
-        CreateKey(HKEY_LOCAL_MACHINE, view, kTestKey + L"\\TreeSibling");
-    }
-    LongPathBuffer path(strTree);
-    // The root argument is not used: the walk is always under HKEY_LOCAL_MACHINE.
-    EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_CURRENT_USER, path.sz));
-    EXPECT_EQ(strTree, path.sz); // the buffer holds the path again
-    EXPECT_TRUE(path.GuardIntact());
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\TreeSibling"));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, strTree + L"\\A\\A2\\A21"));
-
-    LongPathBuffer trailing(strTree + L"\\");
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\C\\C1");
-    EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, trailing.sz));
-    EXPECT_EQ(strTree + L"\\", trailing.sz);
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree));
-
-    LongPathBuffer missing(kTestKey + L"\\Missing");
-    EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, missing.sz));
-}
-
-TEST(DeleteHklmKeyTree32, UndeletableChildGivesZeroAndLeavesTheKey) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strTree = kTestKey + L"\\Tree";
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Free");
-    LockedKey locked(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Locked", L"DC");
-    LongPathBuffer path(strTree);
-    EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
-    EXPECT_EQ(strTree, path.sz);
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Locked"));
-}
-
-namespace {
-
 // While it lives, this program's RegOpenKeyExW fails with ERROR_ACCESS_DENIED
 // for the first cDenied opens of strPath under HKEY_LOCAL_MACHINE, and counts
 // every open of that path; all other opens go through.
@@ -579,7 +398,7 @@ class DeniedOpens {
     using OpenKey = LSTATUS(WINAPI*)(HKEY, LPCWSTR, DWORD, REGSAM, PHKEY);
     static LSTATUS WINAPI Open(HKEY hKey, LPCWSTR szSubKey, DWORD dwOptions, REGSAM samDesired,
                                PHKEY phkResult) {
-        if (hKey == HKEY_LOCAL_MACHINE && szSubKey != nullptr && s_strPath == szSubKey &&
+        if (hKey == kHklm && szSubKey != nullptr && s_strPath == szSubKey &&
             ++s_cOpens <= s_cDenied) {
             return ERROR_ACCESS_DENIED;
         }
@@ -592,66 +411,122 @@ class DeniedOpens {
     static inline OpenKey s_pfnReal = nullptr;
 };
 
+// The three tree removals, each called on a path under HKEY_LOCAL_MACHINE.
+int Tree32(const std::wstring& strPath) {
+    return RegistryKeyEraser(kHklm, L"").DeleteTree32(kHklm, strPath.c_str());
+}
+
+int TreeNative(const std::wstring& strPath) {
+    return RegistryKeyEraser(kHklm, L"").DeleteTreeNative(kHklm, strPath.c_str());
+}
+
+int HklmTree32(const std::wstring& strPath) {
+    LongPathBuffer path(strPath);
+    const int iResult = DeleteHklmKeyTree32(kHkcu, path.sz); // the root is not used
+    EXPECT_EQ(strPath, path.sz);                             // the buffer holds the path again
+    EXPECT_TRUE(path.GuardIntact());
+    return iResult;
+}
+
+int HklmTree32Trailing(const std::wstring& strPath) {
+    return HklmTree32(strPath + L"\\");
+}
+
+const struct {
+    const char* szName;
+    View view; // the one it works in
+    int (*pfnRemove)(const std::wstring&);
+} kTreeRemovals[] = {{"DeleteTree32", View::Wow32, Tree32},
+                     {"DeleteTreeNative", View::Native, TreeNative},
+                     {"DeleteHklmKeyTree32", View::Wow32, HklmTree32},
+                     {"DeleteHklmKeyTree32, trailing backslash", View::Wow32, HklmTree32Trailing}};
+
 } // namespace
 
-TEST(DeleteHklmKeyTree32, OpenDeniedOnceIsTriedOnceMore) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strTree = kTestKey + L"\\Tree";
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Child");
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\TreeSibling");
-    {
-        DeniedOpens denied(strTree, 1);
-        LongPathBuffer path(strTree);
-        EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
-        EXPECT_EQ(2, DeniedOpens::Opens());
-    }
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, kTestKey + L"\\TreeSibling"));
-    {
-        // Denied, then not found on the second try: already gone.
-        DeniedOpens denied(strTree, 1);
-        LongPathBuffer path(strTree);
-        EXPECT_EQ(1, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
-        EXPECT_EQ(2, DeniedOpens::Opens());
+TEST(TreeRemoval, RemovesTheTreeFromItsOwnViewOnly) {
+    for (const auto& removal : kTreeRemovals) {
+        SCOPED_TRACE(removal.szName);
+        RegistryScope scope(kHklm, {kTestKey});
+        for (View view : kBothViews) {
+            CreateKey(kHklm, view, kTree + L"\\A\\A1\\A11");
+            CreateKey(kHklm, view, kTree + L"\\A\\A2");
+            SetString(kHklm, view, kTree + L"\\A\\A1", L"v", L"x");
+            CreateKey(kHklm, view, kTree + L"\\B");
+            CreateKey(kHklm, view, kTestKey + L"\\TreeSibling");
+        }
+        EXPECT_EQ(1, removal.pfnRemove(kTree));
+        EXPECT_FALSE(KeyExists(kHklm, removal.view, kTree));
+        for (View view : kBothViews) {
+            EXPECT_TRUE(view == removal.view || KeyExists(kHklm, view, kTree + L"\\A\\A1\\A11"));
+            EXPECT_TRUE(KeyExists(kHklm, view, kTestKey + L"\\TreeSibling")) << ViewName(view);
+        }
+        EXPECT_EQ(1, removal.pfnRemove(kTree)); // already gone counts as removed
     }
 }
 
-TEST(DeleteHklmKeyTree32, OpenDeniedTwiceGivesZeroAndLeavesTheKey) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    const std::wstring strTree = kTestKey + L"\\Tree";
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Child");
-    {
-        DeniedOpens denied(strTree, 100);
-        LongPathBuffer path(strTree);
-        EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
-        EXPECT_EQ(2, DeniedOpens::Opens()); // one more try, no more
-        EXPECT_EQ(strTree, path.sz);
+TEST(TreeRemoval, UndeletableChildFailsAndLeavesTheKey) {
+    for (const auto& removal : kTreeRemovals) {
+        SCOPED_TRACE(removal.szName);
+        RegistryScope scope(kHklm, {kTestKey});
+        CreateKey(kHklm, removal.view, kTree + L"\\Free");
+        LockedKey locked(kHklm, removal.view, kTree + L"\\Locked", L"DC");
+        EXPECT_EQ(0, removal.pfnRemove(kTree));
+        EXPECT_TRUE(KeyExists(kHklm, removal.view, kTree + L"\\Locked"));
     }
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\Child"));
+}
+
+TEST(DeleteHklmKeyTree32, DeniedOpenIsTriedOnceMore) {
+    const struct {
+        const char* szCase;
+        bool fKey;
+        int cDenied;
+        int iResult;
+    } kCases[] = {{"denied once", true, 1, 1},
+                  {"denied, then already gone", false, 1, 1},
+                  {"denied twice", true, 100, 0}};
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.szCase);
+        RegistryScope scope(kHklm, {kTestKey});
+        CreateKey(kHklm, View::Wow32, kTestKey + L"\\TreeSibling");
+        if (c.fKey) {
+            CreateKey(kHklm, View::Wow32, kTree + L"\\Child");
+        }
+        {
+            DeniedOpens denied(kTree, c.cDenied);
+            LongPathBuffer path(kTree);
+            EXPECT_EQ(c.iResult, DeleteHklmKeyTree32(kHklm, path.sz));
+            EXPECT_EQ(2, DeniedOpens::Opens());
+            EXPECT_EQ(kTree, path.sz);
+        }
+        // The child stays with a failed removal; the key goes with a successful one.
+        EXPECT_EQ(c.iResult == 0,
+                  KeyExists(kHklm, View::Wow32, c.iResult == 0 ? kTree + L"\\Child" : kTree));
+        EXPECT_TRUE(KeyExists(kHklm, View::Wow32, kTestKey + L"\\TreeSibling"));
+    }
 }
 
 TEST(DeleteHklmKeyTree32, NeverWritesPastTheBuffer) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
+    RegistryScope scope(kHklm, {kTestKey});
     // 21 + 1 + 250 + 1 + 239 = 512 characters: room for "\" and 6 more, not for a
     // child of 10.
     const std::wstring strTree =
         kTestKey + L"\\" + std::wstring(250, L'a') + L"\\" + std::wstring(239, L'b');
+    const std::wstring strChild = strTree + L"\\" + std::wstring(10, L'c');
     ASSERT_EQ(512u, strTree.size());
-    CreateKey(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\" + std::wstring(10, L'c'));
+    CreateKey(kHklm, View::Wow32, strChild);
     LongPathBuffer path(strTree);
-    EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, path.sz));
+    EXPECT_EQ(0, DeleteHklmKeyTree32(kHklm, path.sz));
     EXPECT_EQ(strTree, path.sz);
     EXPECT_TRUE(path.GuardIntact());
-    EXPECT_TRUE(
-        KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strTree + L"\\" + std::wstring(10, L'c')));
+    EXPECT_TRUE(KeyExists(kHklm, View::Wow32, strChild));
 
     // A path that fills all 520 characters without a terminator is not walked.
     LongPathBuffer unterminated(L"");
     std::fill(unterminated.sz, unterminated.sz + kcchLongPath, L'k');
-    EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, unterminated.sz));
+    EXPECT_EQ(0, DeleteHklmKeyTree32(kHklm, unterminated.sz));
     EXPECT_TRUE(unterminated.GuardIntact());
     LongPathBuffer empty(L"");
-    EXPECT_EQ(0, DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, empty.sz));
+    EXPECT_EQ(0, DeleteHklmKeyTree32(kHklm, empty.sz));
 }
 
 namespace {
@@ -666,48 +541,35 @@ Lines QueriedKeys(HKEY hRoot, const std::wstring& strPath, Lines vecResult = {})
 
 } // namespace
 
-TEST(QueryKey, ListsValuesAndKeysDepthFirst) {
-    RegistryScope scope(HKEY_CURRENT_USER, {kTestKey});
-    SetString(HKEY_CURRENT_USER, View::Native, kTestKey, L"Top", L"x");
-    SetString(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\A", L"InA", L"x");
-    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\A\\A1");
-    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\B");
-    LoggingSession session;
-    const Lines vecResult = QueriedKeys(HKEY_CURRENT_USER, kTestKey);
-    EXPECT_EQ((Lines{L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\\"Top\"",
-                     L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\A",
-                     L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\A\\\"InA\"",
-                     L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\A\\A1",
-                     L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest\\B"}),
-              vecResult);
-    EXPECT_EQ(Lines{}, session.Logged());
-}
-
-// Sub-key names are read into a buffer of 255 characters, terminator included:
-// a name of 255 characters (the registry's longest) does not fit and that key is
-// passed over with all below it, silently.
-TEST(QueryKey, SubKeyNameOf255CharactersIsPassedOver) {
-    RegistryScope scope(HKEY_CURRENT_USER, {kTestKey});
+// Values first, then each sub-key and all below it. Sub-key names are read into
+// 255 characters with the terminator: a 255-character name (the registry's
+// longest) does not fit and that key is passed over, silently.
+TEST(QueryKey, ListsValuesAndKeysDepthFirstPassingOverA255CharacterName) {
+    RegistryScope scope(kHkcu, {kTestKey});
     const std::wstring str254(254, L'k');
-    const std::wstring str255(255, L'm');
-    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\" + str254);
-    CreateKey(HKEY_CURRENT_USER, View::Native, kTestKey + L"\\" + str255 + L"\\Below");
+    SetString(kHkcu, View::Native, kTestKey, L"Top", L"x");
+    SetString(kHkcu, View::Native, kTestKey + L"\\A", L"InA", L"x");
+    CreateKey(kHkcu, View::Native, kTestKey + L"\\A\\A1");
+    CreateKey(kHkcu, View::Native, kTestKey + L"\\B");
+    CreateKey(kHkcu, View::Native, kTestKey + L"\\" + str254);
+    CreateKey(kHkcu, View::Native, kTestKey + L"\\" + std::wstring(255, L'm') + L"\\Below");
     LoggingSession session;
-    const Lines vecResult = QueriedKeys(HKEY_CURRENT_USER, kTestKey);
-    EXPECT_EQ(Lines{L"HKEY_CURRENT_USER\\" + kTestKey + L"\\" + str254}, vecResult);
+    const std::wstring strTop = L"HKEY_CURRENT_USER\\SOFTWARE\\VarenRegTest";
+    EXPECT_EQ((Lines{strTop + L"\\\"Top\"", strTop + L"\\A", strTop + L"\\A\\\"InA\"",
+                     strTop + L"\\A\\A1", strTop + L"\\B", strTop + L"\\" + str254}),
+              QueriedKeys(kHkcu, kTestKey));
     EXPECT_EQ(Lines{}, session.Logged());
 }
 
 TEST(QueryKey, UnreadableSubKeyIsLoggedAndSkipped) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\A\\Hidden");
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\C");
-    LockedKey locked(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\A", L"KR");
+    RegistryScope scope(kHklm, {kTestKey});
+    CreateKey(kHklm, View::Native, kTestKey + L"\\A\\Hidden");
+    CreateKey(kHklm, View::Native, kTestKey + L"\\C");
+    LockedKey locked(kHklm, View::Native, kTestKey + L"\\A", L"KR");
     LoggingSession session;
-    const Lines vecResult = QueriedKeys(HKEY_LOCAL_MACHINE, kTestKey, {L"earlier entry"});
     EXPECT_EQ((Lines{L"earlier entry", L"HKEY_LOCAL_MACHINE\\SOFTWARE\\VarenRegTest\\A",
                      L"HKEY_LOCAL_MACHINE\\SOFTWARE\\VarenRegTest\\C"}),
-              vecResult);
+              QueriedKeys(kHklm, kTestKey, {L"earlier entry"}));
     EXPECT_EQ(Lines{L"QueryKey: HKEY_LOCAL_MACHINE\\SOFTWARE\\VarenRegTest---------hkey is "
                     L"NULL---------------A"},
               session.Logged());
@@ -718,9 +580,7 @@ namespace {
 // What the code under test prints to standard output while fn runs.
 template <typename Fn>
 std::string CapturedStdout(Fn fn) {
-    wchar_t szTemp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, szTemp);
-    const std::wstring strFile = std::wstring(szTemp) + L"varen_stdout_" + NewGuid() + L".txt";
+    const std::wstring strFile = TestTempFolder() + L"varen_stdout_" + NewGuid() + L".txt";
     fflush(stdout);
     const int fdSaved = _dup(_fileno(stdout));
     const int fdFile = _wopen(strFile.c_str(), _O_CREAT | _O_TRUNC | _O_WRONLY | _O_TEXT, 0600);
@@ -738,61 +598,23 @@ std::string CapturedStdout(Fn fn) {
     return strText;
 }
 
-// The allowed ACEs of a key's DACL as (SID text, access mask), in order.
-std::vector<std::pair<std::wstring, ACCESS_MASK>> AllowedAces(const std::wstring& strPath) {
-    std::vector<std::pair<std::wstring, ACCESS_MASK>> aces;
-    HKEY hKey = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, strPath.c_str(), 0, READ_CONTROL | KEY_WOW64_64KEY,
-                      &hKey) != ERROR_SUCCESS) {
-        return aces;
-    }
-    PACL pDacl = nullptr;
-    PSECURITY_DESCRIPTOR pDescriptor = nullptr;
-    if (GetSecurityInfo(hKey, SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr, &pDacl,
-                        nullptr, &pDescriptor) == ERROR_SUCCESS &&
-        pDacl != nullptr) {
-        for (DWORD iAce = 0; iAce < pDacl->AceCount; ++iAce) {
-            void* pAce = nullptr;
-            if (GetAce(pDacl, iAce, &pAce) &&
-                static_cast<ACE_HEADER*>(pAce)->AceType == ACCESS_ALLOWED_ACE_TYPE) {
-                auto* pAllowed = static_cast<ACCESS_ALLOWED_ACE*>(pAce);
-                LPWSTR szSid = nullptr;
-                ConvertSidToStringSidW(&pAllowed->SidStart, &szSid);
-                aces.emplace_back(szSid, pAllowed->Mask);
-                LocalFree(szSid);
-            }
-        }
-    }
-    LocalFree(pDescriptor);
-    RegCloseKey(hKey);
-    return aces;
-}
-
 } // namespace
 
-TEST(CreateKeyWithAdminAcl, CreatesA64BitKeyForEveryoneAndAdministrators) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
+// Wine ignores the security descriptor given to RegCreateKeyExW (every new key
+// gets its default access list), so only the key, its view and the line are checked.
+TEST(CreateKeyWithAdminAcl, CreatesA64BitKeyAndPrintsTheCreateResult) {
+    RegistryScope scope(kHklm, {kTestKey});
     const std::wstring strPath = kTestKey + L"\\Acl";
-    CreateKey(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\AclSibling");
-    const std::string strOut = CapturedStdout([&] { CreateKeyWithAdminAcl(strPath.c_str()); });
-    EXPECT_EQ("RegCreateKeyEx result 0\n", strOut);
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, strPath));
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Wow32, strPath));
-    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey + L"\\AclSibling"));
-    const std::vector<std::pair<std::wstring, ACCESS_MASK>> expected = {
-        {L"S-1-1-0", KEY_ALL_ACCESS}, {L"S-1-5-32-544", KEY_ALL_ACCESS}};
-    // Wine ignores the security descriptor given to RegCreateKeyExW and gives
-    // every new key its default access list; Windows applies it.
-    if (!RunningUnderWine()) {
-        EXPECT_EQ(expected, AllowedAces(strPath));
-    }
-}
+    CreateKey(kHklm, View::Native, kTestKey + L"\\AclSibling");
+    EXPECT_EQ("RegCreateKeyEx result 0\n",
+              CapturedStdout([&] { CreateKeyWithAdminAcl(strPath.c_str()); }));
+    EXPECT_TRUE(KeyExists(kHklm, View::Native, strPath));
+    EXPECT_FALSE(KeyExists(kHklm, View::Wow32, strPath));
+    EXPECT_TRUE(KeyExists(kHklm, View::Native, kTestKey + L"\\AclSibling"));
 
-TEST(CreateKeyWithAdminAcl, PrintsTheCreateResultWhenTheKeyCannotBeMade) {
-    RegistryScope scope(HKEY_LOCAL_MACHINE, {kTestKey});
     // A path that starts with a backslash is no valid key name (ERROR_BAD_PATHNAME).
-    const std::string strOut =
-        CapturedStdout([&] { CreateKeyWithAdminAcl((L"\\" + kTestKey).c_str()); });
-    EXPECT_EQ("RegCreateKeyEx result 161\n", strOut);
-    EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, View::Native, kTestKey));
+    DeleteTree(kHklm, View::Native, kTestKey);
+    EXPECT_EQ("RegCreateKeyEx result 161\n",
+              CapturedStdout([&] { CreateKeyWithAdminAcl((L"\\" + kTestKey).c_str()); }));
+    EXPECT_FALSE(KeyExists(kHklm, View::Native, kTestKey));
 }
