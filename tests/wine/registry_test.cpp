@@ -464,14 +464,17 @@ TEST(TreeRemoval, RemovesTheTreeFromItsOwnViewOnly) {
     }
 }
 
-TEST(TreeRemoval, UndeletableChildFailsAndLeavesTheKey) {
+// A locked child, or the key itself locked, fails the removal and stays.
+TEST(TreeRemoval, UndeletableKeyFailsAndStays) {
     for (const auto& removal : kTreeRemovals) {
-        SCOPED_TRACE(removal.szName);
-        RegistryScope scope(kHklm, {kTestKey});
-        CreateKey(kHklm, removal.view, kTree + L"\\Free");
-        LockedKey locked(kHklm, removal.view, kTree + L"\\Locked", L"DC");
-        EXPECT_EQ(0, removal.pfnRemove(kTree));
-        EXPECT_TRUE(KeyExists(kHklm, removal.view, kTree + L"\\Locked"));
+        for (const std::wstring& strLocked : {kTree + L"\\Locked", kTree}) {
+            SCOPED_TRACE(std::string(removal.szName) + (strLocked == kTree ? ", key" : ", child"));
+            RegistryScope scope(kHklm, {kTestKey});
+            CreateKey(kHklm, removal.view, kTree + L"\\Free");
+            LockedKey locked(kHklm, removal.view, strLocked, L"DC");
+            EXPECT_EQ(0, removal.pfnRemove(kTree));
+            EXPECT_TRUE(KeyExists(kHklm, removal.view, strLocked + L"\\Inner"));
+        }
     }
 }
 
