@@ -77,7 +77,7 @@ std::wstring NewGuid() {
     return strGuid;
 }
 
-std::wstring BuildPackage(const PackageSpec& spec) {
+std::wstring BuildPackage(const PackageContents& contents) {
     const std::wstring strPath = TempFolder() + L"varen_" + NewGuid() + L".msi";
     MSIHANDLE hDatabase = 0;
     if (MsiOpenDatabaseW(strPath.c_str(), reinterpret_cast<LPCWSTR>(MSIDBOPEN_CREATE),
@@ -87,15 +87,15 @@ std::wstring BuildPackage(const PackageSpec& spec) {
     Run(hDatabase,
         L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL "
         L"PRIMARY KEY `Property`)");
-    PropertyRows properties = spec.properties;
+    PropertyRows properties = contents.properties;
     properties.emplace_back(L"ProductCode", NewGuid());
     InsertRows(hDatabase, L"Property", properties);
-    if (spec.orxRows) {
+    if (contents.orxRows) {
         // Both columns form the key, so a package may carry one name twice.
         Run(hDatabase,
             L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, `Value` "
             L"LONGCHAR NOT NULL PRIMARY KEY `Property`, `Value`)");
-        InsertRows(hDatabase, L"ORX_InstallProperties", *spec.orxRows);
+        InsertRows(hDatabase, L"ORX_InstallProperties", *contents.orxRows);
     }
     MSIHANDLE hSummary = 0;
     MsiGetSummaryInformationW(hDatabase, nullptr, 4, &hSummary);
@@ -113,7 +113,7 @@ std::wstring BuildPackage(const PackageSpec& spec) {
     return strPath;
 }
 
-ActionSession::ActionSession(const PackageSpec& spec) : m_strPackage(BuildPackage(spec)) {
+ActionSession::ActionSession(const PackageContents& contents) : m_strPackage(BuildPackage(contents)) {
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
     MsiSetExternalUIRecord(&ActionSession::OnRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER,
                            this, nullptr);

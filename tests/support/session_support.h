@@ -14,20 +14,20 @@
 
 using PropertyRows = std::vector<std::pair<std::wstring, std::wstring>>;
 
-struct PackageSpec {
+struct PackageContents {
     // Rows of the Property table; a fresh ProductCode is always added.
     PropertyRows properties;
     // Rows of ORX_InstallProperties; no such table when empty optional.
     std::optional<PropertyRows> orxRows;
 };
 
-inline PackageSpec WithProperties(PropertyRows properties) {
+inline PackageContents WithProperties(PropertyRows properties) {
     return {std::move(properties), std::nullopt};
 }
 
-// Builds PackageSpec into a new .msi file in the temporary folder and returns
+// Builds PackageContents into a new .msi file in the temporary folder and returns
 // its path; the caller removes it.
-std::wstring BuildPackage(const PackageSpec& spec);
+std::wstring BuildPackage(const PackageContents& contents);
 
 // A new GUID in registry form, "{...}".
 std::wstring NewGuid();
@@ -40,7 +40,7 @@ struct CapturedRecord {
 
 class ActionSession {
   public:
-    explicit ActionSession(const PackageSpec& spec = {});
+    explicit ActionSession(const PackageContents& contents = {});
     ~ActionSession();
     ActionSession(const ActionSession&) = delete;
     ActionSession& operator=(const ActionSession&) = delete;

@@ -114,7 +114,7 @@ std::wstring StartLine(const char* szAction) {
 // the sets of the names in failing fail, and checks the whole outcome.
 void ExpectHandOff(const InstallDirAction& action, const std::wstring& strDir,
                    const Names& failing = {}) {
-    ActionSession session(strDir.empty() ? PackageSpec{}
+    ActionSession session(strDir.empty() ? PackageContents{}
                                          : WithProperties({{L"INSTALLDIR", strDir}}));
     SetPropertyShim shim(failing);
     Lines expected{StartLine(action.head.szName)};
@@ -225,12 +225,12 @@ TEST(SetVlmOrxPid, HandsTheFirstOrxPidRowToCleanRegistryAndFailsWithTheSet) {
 }
 
 TEST(SetVlmOrxPid, FailsWithoutTheTableOrTheRow) {
-    const PackageSpec specs[] = {
+    const PackageContents packages[] = {
         {{{L"ORX_PID", kPid}}, std::nullopt},       // an installer property is not the row
         {{}, PropertyRows{{L"PNVersion", L"1.0"}}}, // no row
     };
-    for (const PackageSpec& spec : specs) {
-        ActionSession session(spec);
+    for (const PackageContents& contents : packages) {
+        ActionSession session(contents);
         SetPropertyShim shim;
         EXPECT_EQ(1603u, session.Call("SetVlmOrxPid"));
         EXPECT_EQ((Lines{L"Varen_CA SetVlmOrxPid() start",
@@ -244,7 +244,7 @@ TEST(SetVlmOrxPid, FailsWithoutTheTableOrTheRow) {
 
 namespace {
 
-PackageSpec DisplayProperties(const wchar_t* szWidth, const wchar_t* szHeight, const wchar_t* szBpp,
+PackageContents DisplayProperties(const wchar_t* szWidth, const wchar_t* szHeight, const wchar_t* szBpp,
                               const wchar_t* szFreq) {
     return WithProperties({{L"DisplayWidth", szWidth},
                            {L"DisplayHeight", szHeight},
@@ -256,7 +256,7 @@ PackageSpec DisplayProperties(const wchar_t* szWidth, const wchar_t* szHeight, c
 
 TEST(SetDisplayMode, EachReadGetsTheCountThePreviousReadLeft) {
     const struct {
-        PackageSpec spec;
+        PackageContents contents;
         Lines reads;
         std::wstring strMode;
     } cases[] = {
@@ -292,7 +292,7 @@ TEST(SetDisplayMode, EachReadGetsTheCountThePreviousReadLeft) {
     for (const auto& test : cases) {
         for (const bool fSetFails : {false, true}) {
             SCOPED_TRACE(testing::Message() << test.strMode.c_str() << ", set fails " << fSetFails);
-            ActionSession session(test.spec);
+            ActionSession session(test.contents);
             SetPropertyShim shim(fSetFails ? Names{L"DisplayModeChange"} : Names{});
             Lines expected{L"Varen_CA SetDisplayMode() start"};
             expected.insert(expected.end(), test.reads.begin(), test.reads.end());

@@ -122,7 +122,7 @@ void RunCases(const std::vector<ActionCase>& cases) {
         RegistryScope hkcu(kHkcu, {kQvx});
         Arrange(c.arranged);
         ActionSession session(c.strData ? WithProperties({{L"CustomActionData", *c.strData}})
-                                        : PackageSpec{});
+                                        : PackageContents{});
         EXPECT_EQ(c.uReturn, session.Call(c.szAction));
         EXPECT_EQ(c.lines, session.Lines());
         ExpectOutcome(c.arranged, c.gone);

@@ -235,14 +235,14 @@ TEST(VersionInReg, CopiesTheRowIntoThe64BitViewOnlyAndLeavesItsHandlesOpen) {
                 SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, action.szRow, L"old");
                 SetString(HKEY_LOCAL_MACHINE, View::Native, kPnKey, L"Sibling", L"keep");
             }
-            PackageSpec spec;
+            PackageContents contents;
             if (test.table == Table::Row || test.table == Table::OtherRowOnly) {
-                spec.orxRows = PropertyRows{{action.szOtherRow, L"other"}};
+                contents.orxRows = PropertyRows{{action.szOtherRow, L"other"}};
             }
             if (test.table == Table::Row) {
-                spec.orxRows->emplace_back(action.szRow, test.strValue);
+                contents.orxRows->emplace_back(action.szRow, test.strValue);
             }
-            ActionSession session(spec);
+            ActionSession session(contents);
             if (test.table == Table::RowWithoutValue) {
                 AddRowWithoutValue(session.Handle(), action.szRow);
             }
