@@ -49,6 +49,22 @@ function(varen_wine_test name)
         ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 300)
 endfunction()
 
+# The action cases (tests/cases/*.cpp, in the format of tests/support/cases.h), all in
+# one program that drives the built DLL only: no second copy of the library to patch
+# by mistake. It runs twice: the Windows 10 pass, and the Windows 7 cases with the
+# prefix switched for them.
+file(GLOB VAREN_CASE_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/cases/*.cpp)
+add_executable(cases_test ${VAREN_CASE_SOURCES} ${VAREN_TEST_MANIFEST_RC})
+target_link_libraries(cases_test PRIVATE varen_test_support GTest::gtest_main)
+target_compile_options(cases_test PRIVATE ${VAREN_WARNINGS})
+target_link_options(cases_test PRIVATE -static)
+add_dependencies(cases_test Varen_CA standin)
+add_test(NAME cases COMMAND cases_test --gtest_filter=-Win7_*)
+add_test(NAME cases_win7 COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix win7 ${VAREN_WINEPREFIX}
+    $<TARGET_FILE:cases_test> --gtest_filter=Win7_*)
+set_tests_properties(cases cases_win7 PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
+    ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 600)
+
 file(GLOB VAREN_WINE_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/wine/*_test.cpp)
 foreach(src IN LISTS VAREN_WINE_TESTS)
     get_filename_component(name ${src} NAME_WE)

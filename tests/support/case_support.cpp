@@ -1,0 +1,561 @@
+// The runner of the case format (cases.h): arranges a case's machine, calls its
+// export in a fresh session, checks every outcome and puts the machine back.
+#include "tests/support/cases.h"
+
+#include "tests/support/registry_support.h"
+#include "tests/support/standin_support.h"
+
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+namespace cases {
+
+namespace {
+
+std::string Narrow(const std::wstring& strText) {
+    const int cb = WideCharToMultiByte(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()),
+                                       nullptr, 0, nullptr, nullptr);
+    std::string strNarrow(cb, '\0');
+    WideCharToMultiByte(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()),
+                        strNarrow.data(), cb, nullptr, nullptr);
+    return strNarrow;
+}
+
+// A line as the failure output shows it: brackets show blanks, "\n" is spelled out.
+std::string Shown(const std::wstring& strLine) {
+    std::string strShown = "[";
+    for (char ch : Narrow(strLine)) {
+        strShown += ch == '\n' ? std::string("\\n") : std::string(1, ch);
+    }
+    return strShown + "]";
+}
+
+std::wstring Folder(int iCsidl) {
+    return KnownFolder(iCsidl);
+}
+
+const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
+    static const std::vector<std::pair<std::wstring, std::wstring>> tokens = {
+        {L"%CASE%", TestTempFolder() + L"varen_case"},
+        {L"%TEMP%", TestTempFolder()},
+        {L"%WINDIR%", Folder(CSIDL_WINDOWS)},
+        {L"%SYSTEM%", Folder(CSIDL_SYSTEM)},
+        {L"%PROGRAMFILES32%", Folder(CSIDL_PROGRAM_FILESX86)},
+        {L"%PROGRAMFILES%", Folder(CSIDL_PROGRAM_FILES)},
+        {L"%COMMONFILES%", Folder(CSIDL_PROGRAM_FILES_COMMON)},
+        {L"%PROGRAMDATA%", Folder(CSIDL_COMMON_APPDATA)},
+        {L"%APPDATA%", Folder(CSIDL_APPDATA)},
+        {L"%LOCALAPPDATA%", Folder(CSIDL_LOCAL_APPDATA)},
+    };
+    return tokens;
+}
+
+bool IsFileSystem(const Item& item) {
+    return item.kind == Item::Kind::File || item.kind == Item::Kind::Folder ||
+           item.kind == Item::Kind::Program;
+}
+
+bool SamePath(const std::wstring& strA, const std::wstring& strB) {
+    return CompareStringOrdinal(strA.c_str(), -1, strB.c_str(), -1, TRUE) == CSTR_EQUAL;
+}
+
+// strPath is strTop or lies below it.
+bool IsAtOrBelow(const std::wstring& strPath, const std::wstring& strTop) {
+    return strPath.size() >= strTop.size() && SamePath(strPath.substr(0, strTop.size()), strTop) &&
+           (strPath.size() == strTop.size() || strPath[strTop.size()] == L'\\');
+}
+
+std::vector<View> ViewsOf(const Item& item) {
+    std::vector<View> views;
+    if (item.views & N) {
+        views.push_back(View::Native);
+    }
+    if (item.views & W) {
+        views.push_back(View::Wow32);
+    }
+    return views;
+}
+
+std::string Describe(const Item& item, std::optional<View> view = std::nullopt) {
+    static const char* const kKinds[] = {"key", "value", "file", "folder", "program"};
+    std::string strText = kKinds[static_cast<int>(item.kind)];
+    if (!IsFileSystem(item)) {
+        strText += item.hRoot == HKEY_CURRENT_USER ? " HKCU\\" : " HKLM\\";
+    } else {
+        strText += " ";
+    }
+    strText += Narrow(item.strPath);
+    if (item.kind == Item::Kind::Value) {
+        strText += " [" + Narrow(item.strName) + "]";
+    }
+    if (view) {
+        strText += std::string(" in the ") + ViewName(*view);
+    }
+    return strText;
+}
+
+std::optional<std::vector<BYTE>> ReadFileBytes(const std::wstring& strPath) {
+    std::ifstream file(fs::path(strPath), std::ios::binary);
+    if (!file) {
+        return std::nullopt;
+    }
+    return std::vector<BYTE>(std::istreambuf_iterator<char>(file), {});
+}
+
+bool FileSystemExists(const std::wstring& strPath) {
+    return GetFileAttributesW(strPath.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool Exists(const Item& item, View view) {
+    switch (item.kind) {
+    case Item::Kind::Key:
+        return KeyExists(item.hRoot, view, item.strPath);
+    case Item::Kind::Value:
+        return ValueExists(item.hRoot, view, item.strPath, item.strName);
+    default:
+        return FileSystemExists(item.strPath);
+    }
+}
+
+// Empty when the item is there as described; otherwise what differs.
+std::string Mismatch(const Item& item, View view) {
+    if (!Exists(item, view)) {
+        return "missing";
+    }
+    if (item.kind == Item::Kind::Value) {
+        const auto stored = ReadRaw(item.hRoot, view, item.strPath, item.strName);
+        if (stored && (stored->first != item.dwType || stored->second != item.data)) {
+            return "changed (type " + std::to_string(stored->first) + ", " +
+                   std::to_string(stored->second.size()) + " bytes)";
+        }
+    }
+    if (item.kind == Item::Kind::File && ReadFileBytes(item.strPath) != item.data) {
+        return "content changed";
+    }
+    return {};
+}
+
+// A gone item takes an arranged one: the same value or file, or anything at or
+// below a gone key or folder.
+bool Takes(const Item& gone, const Item& item, View view) {
+    if (IsFileSystem(gone) != IsFileSystem(item)) {
+        return false;
+    }
+    if (IsFileSystem(gone)) {
+        return gone.kind == Item::Kind::Folder ? IsAtOrBelow(item.strPath, gone.strPath)
+                                               : SamePath(item.strPath, gone.strPath);
+    }
+    if (gone.hRoot != item.hRoot || !(gone.views & (view == View::Native ? N : W))) {
+        return false;
+    }
+    if (gone.kind == Item::Kind::Key) {
+        return IsAtOrBelow(item.strPath, gone.strPath);
+    }
+    return item.kind == Item::Kind::Value && SamePath(item.strPath, gone.strPath) &&
+           SamePath(item.strName, gone.strName);
+}
+
+bool SameItem(const Item& a, const Item& b) {
+    return a.kind == b.kind && a.hRoot == b.hRoot && SamePath(a.strPath, b.strPath) &&
+           SamePath(a.strName, b.strName);
+}
+
+std::wstring Parent(const std::wstring& strPath) {
+    const size_t iSlash = strPath.find_last_of(L'\\');
+    return iSlash == std::wstring::npos ? std::wstring() : strPath.substr(0, iSlash);
+}
+
+// What a case made that was not there before, to remove after it: for each item,
+// the shallowest key or folder on its path that did not exist, or a value alone.
+class Leftovers {
+  public:
+    void Note(const Item& item) {
+        if (IsFileSystem(item)) {
+            std::wstring strTop;
+            for (std::wstring strPath = item.strPath;
+                 strPath.size() > 3 && !FileSystemExists(strPath); strPath = Parent(strPath)) {
+                strTop = strPath;
+            }
+            if (!strTop.empty()) {
+                m_paths.push_back(strTop);
+            }
+            return;
+        }
+        const std::wstring strKey = item.strPath;
+        for (View view : ViewsOf(item)) {
+            std::wstring strTop;
+            for (std::wstring strPath = strKey;
+                 !strPath.empty() && !KeyExists(item.hRoot, view, strPath);
+                 strPath = Parent(strPath)) {
+                strTop = strPath;
+            }
+            if (!strTop.empty()) {
+                m_keys.push_back({item.hRoot, view, strTop, {}});
+            } else if (item.kind == Item::Kind::Value &&
+                       !ValueExists(item.hRoot, view, strKey, item.strName)) {
+                m_keys.push_back({item.hRoot, view, strKey, item.strName});
+            }
+        }
+    }
+
+    void Remove() const {
+        for (const RegLeftover& key : m_keys) {
+            if (key.strValue) {
+                HKEY hKey = nullptr;
+                if (RegOpenKeyExW(key.hRoot, key.strPath.c_str(), 0,
+                                  KEY_SET_VALUE | ViewFlag(key.view), &hKey) == ERROR_SUCCESS) {
+                    RegDeleteValueW(hKey, key.strValue->c_str());
+                    RegCloseKey(hKey);
+                }
+            } else {
+                DeleteTree(key.hRoot, key.view, key.strPath);
+            }
+        }
+        for (const std::wstring& strPath : m_paths) {
+            std::error_code error;
+            fs::remove_all(fs::path(strPath), error);
+        }
+    }
+
+  private:
+    struct RegLeftover {
+        HKEY hRoot;
+        View view;
+        std::wstring strPath;
+        std::optional<std::wstring> strValue;
+    };
+    std::vector<RegLeftover> m_keys;
+    std::vector<std::wstring> m_paths;
+};
+
+void Arrange(const Item& item) {
+    switch (item.kind) {
+    case Item::Kind::Key:
+        for (View view : ViewsOf(item)) {
+            CreateKey(item.hRoot, view, item.strPath);
+        }
+        break;
+    case Item::Kind::Value:
+        for (View view : ViewsOf(item)) {
+            SetRaw(item.hRoot, view, item.strPath, item.strName, item.dwType, item.data.data(),
+                   static_cast<DWORD>(item.data.size()));
+        }
+        break;
+    case Item::Kind::Folder:
+        fs::create_directories(fs::path(item.strPath));
+        break;
+    case Item::Kind::Program: // StandIn copies the program in and sets aside a file that is there
+        fs::create_directories(fs::path(item.strPath).parent_path());
+        break;
+    case Item::Kind::File:
+        fs::create_directories(fs::path(item.strPath).parent_path());
+        std::ofstream(fs::path(item.strPath), std::ios::binary)
+            .write(reinterpret_cast<const char*>(item.data.data()),
+                   static_cast<std::streamsize>(item.data.size()));
+        break;
+    }
+}
+
+Item ExpandItem(Item item) {
+    item.strPath = Expand(item.strPath);
+    if (item.kind == Item::Kind::Value && (item.dwType == REG_SZ || item.dwType == REG_EXPAND_SZ)) {
+        std::wstring strText(reinterpret_cast<const wchar_t*>(item.data.data()),
+                             item.data.size() / sizeof(wchar_t));
+        strText = Expand(strText);
+        const auto* pBytes = reinterpret_cast<const BYTE*>(strText.data());
+        item.data.assign(pBytes, pBytes + strText.size() * sizeof(wchar_t));
+    }
+    return item;
+}
+
+std::vector<Item> ExpandItems(const std::vector<Item>& items) {
+    std::vector<Item> expanded;
+    std::transform(items.begin(), items.end(), std::back_inserter(expanded), ExpandItem);
+    return expanded;
+}
+
+Lines ExpandLines(const Lines& lines) {
+    Lines expanded;
+    std::transform(lines.begin(), lines.end(), std::back_inserter(expanded), Expand);
+    return expanded;
+}
+
+PropertyRows ExpandRows(const PropertyRows& rows) {
+    PropertyRows expanded;
+    for (const auto& [strName, strValue] : rows) {
+        expanded.emplace_back(strName, Expand(strValue));
+    }
+    return expanded;
+}
+
+// Fails with the first line that differs and the whole list that came.
+void ExpectLines(const char* szWhat, const Lines& expected, const Lines& actual) {
+    if (expected == actual) {
+        return;
+    }
+    size_t i = 0;
+    while (i < expected.size() && i < actual.size() && expected[i] == actual[i]) {
+        ++i;
+    }
+    std::string strAll;
+    for (const std::wstring& strLine : actual) {
+        strAll += "    " + Shown(strLine) + "\n";
+    }
+    ADD_FAILURE() << szWhat << ": first difference at line " << i + 1 << ": expected "
+                  << (i < expected.size() ? Shown(expected[i]) : "no more lines") << ", got "
+                  << (i < actual.size() ? Shown(actual[i]) : "no more lines") << "\n  all "
+                  << actual.size() << " " << szWhat << ":\n"
+                  << strAll;
+}
+
+std::vector<std::wstring> g_debugLines;
+int g_cFaultCalls = 0;
+bool g_fFaultPlaced = false;
+
+void WINAPI CaptureDebugOutput(LPCWSTR szText) {
+    g_debugLines.emplace_back(szText ? szText : L"(null)");
+}
+
+void RunCase(const Case& c) {
+    std::optional<testing::ScopedTrace> wineNote;
+    if (c.szWine) {
+        wineNote.emplace(__FILE__, __LINE__,
+                         std::string("expectation is Wine's behaviour: ") + c.szWine);
+    }
+    const std::wstring strCaseFolder = Expand(L"%CASE%");
+    std::error_code error;
+    fs::remove_all(fs::path(strCaseFolder), error);
+
+    const std::vector<Item> before = ExpandItems(c.before);
+    const std::vector<Item> gone = ExpandItems(c.gone);
+    const std::vector<Item> after = ExpandItems(c.after);
+    Leftovers leftovers;
+    for (const std::vector<Item>* pItems : {&before, &gone, &after}) {
+        std::for_each(pItems->begin(), pItems->end(),
+                      [&](const Item& item) { leftovers.Note(item); });
+    }
+    std::for_each(before.begin(), before.end(), Arrange);
+    std::deque<StandIn> standIns;
+    for (const Item& item : before) {
+        if (item.kind == Item::Kind::Program) {
+            standIns.emplace_back(item.strPath);
+        }
+    }
+
+    UINT uReturn = 0;
+    Lines lines, messages, debug;
+    PropertyRows set;
+    {
+        PackageContents contents{ExpandRows(c.properties), std::nullopt};
+        if (c.orx) {
+            contents.orxRows = ExpandRows(*c.orx);
+        }
+        if (c.data) {
+            contents.properties.emplace_back(L"CustomActionData", Expand(*c.data));
+        }
+        ActionSession session(contents);
+        std::optional<ImportPatch> debugCapture;
+        try {
+            debugCapture.emplace(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll",
+                                 "OutputDebugStringW",
+                                 reinterpret_cast<void*>(&CaptureDebugOutput));
+        } catch (const std::runtime_error&) {
+            // The DLL writes nothing to the debugger output.
+        }
+        g_debugLines.clear();
+        g_cFaultCalls = 0;
+        g_fFaultPlaced = false;
+        {
+            const std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
+            uReturn = session.Call(c.szAction);
+        }
+        EXPECT_FALSE(g_fFaultPlaced && g_cFaultCalls == 0) << "the fault's shim was never called";
+        for (const CapturedRecord& record : session.Records()) {
+            ((record.uType & 0xFF000000) == INSTALLMESSAGE_USER ? messages : lines)
+                .push_back(record.strText);
+        }
+        debug = g_debugLines;
+        for (const auto& [strName, strValue] : c.set) {
+            set.emplace_back(strName, session.Property(strName.c_str()));
+        }
+    }
+
+    EXPECT_EQ(c.uReturn, uReturn) << "return value";
+    ExpectLines("lines", ExpandLines(c.lines), lines);
+    ExpectLines("user messages", ExpandLines(c.messages), messages);
+    ExpectLines("debugger output", ExpandLines(c.debug), debug);
+    const PropertyRows expectedSet = ExpandRows(c.set);
+    for (size_t i = 0; i < set.size(); ++i) {
+        EXPECT_EQ(Shown(expectedSet[i].second), Shown(set[i].second))
+            << "property " << Narrow(set[i].first);
+    }
+    if (!standIns.empty()) {
+        ExpectLines("stand-in command lines", ExpandLines(c.commands),
+                    standIns.back().CommandLines());
+    } else {
+        EXPECT_TRUE(c.commands.empty()) << "the case expects command lines but places no program";
+    }
+
+    for (const Item& item : gone) {
+        for (View view : IsFileSystem(item) ? std::vector<View>{View::Native} : ViewsOf(item)) {
+            EXPECT_FALSE(Exists(item, view)) << Describe(item, view) << " should be gone";
+        }
+    }
+    for (const Item& item : after) {
+        for (View view : IsFileSystem(item) ? std::vector<View>{View::Native} : ViewsOf(item)) {
+            const std::string strMismatch = Mismatch(item, view);
+            EXPECT_TRUE(strMismatch.empty()) << Describe(item, view) << ": " << strMismatch;
+        }
+    }
+    for (const Item& item : before) {
+        if (std::any_of(after.begin(), after.end(),
+                        [&](const Item& a) { return SameItem(a, item); })) {
+            continue;
+        }
+        for (View view : IsFileSystem(item) ? std::vector<View>{View::Native} : ViewsOf(item)) {
+            if (std::any_of(gone.begin(), gone.end(),
+                            [&](const Item& g) { return Takes(g, item, view); })) {
+                continue;
+            }
+            const std::string strMismatch = item.kind == Item::Kind::Program
+                                                ? (Exists(item, view) ? "" : "missing")
+                                                : Mismatch(item, view);
+            EXPECT_TRUE(strMismatch.empty())
+                << Describe(item, view) << " was arranged and not named as changed, but is "
+                << strMismatch;
+        }
+    }
+
+    standIns.clear();
+    leftovers.Remove();
+    fs::remove_all(fs::path(strCaseFolder), error);
+}
+
+class CaseTest : public testing::Test {
+  public:
+    explicit CaseTest(const Case* pCase) : m_pCase(pCase) {}
+    void TestBody() override { RunCase(*m_pCase); }
+
+  private:
+    const Case* m_pCase;
+};
+
+std::string TestName(const char* szName) {
+    std::string strName;
+    for (const char* pch = szName; *pch; ++pch) {
+        strName += std::isalnum(static_cast<unsigned char>(*pch)) ? *pch : '_';
+    }
+    return strName;
+}
+
+} // namespace
+
+std::wstring Expand(const std::wstring& strText) {
+    std::wstring strExpanded = strText;
+    for (const auto& [strToken, strValue] : Tokens()) {
+        for (size_t i = strExpanded.find(strToken); i != std::wstring::npos;
+             i = strExpanded.find(strToken, i + strValue.size())) {
+            strExpanded.replace(i, strToken.size(), strValue);
+        }
+    }
+    return strExpanded;
+}
+
+Item Key(unsigned views, std::wstring strPath, HKEY hRoot) {
+    return {Item::Kind::Key, std::move(strPath), views, hRoot, {}, REG_NONE, {}};
+}
+
+Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
+         std::vector<BYTE> data, HKEY hRoot) {
+    return {Item::Kind::Value, std::move(strPath), views, hRoot, std::move(strName), dwType,
+            std::move(data)};
+}
+
+Item Str(unsigned views, std::wstring strPath, std::wstring strName, std::wstring strValue,
+         HKEY hRoot) {
+    const auto* pBytes = reinterpret_cast<const BYTE*>(strValue.c_str());
+    return Raw(views, std::move(strPath), std::move(strName), REG_SZ,
+               {pBytes, pBytes + (strValue.size() + 1) * sizeof(wchar_t)}, hRoot);
+}
+
+Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwValue, HKEY hRoot) {
+    const auto* pBytes = reinterpret_cast<const BYTE*>(&dwValue);
+    return Raw(views, std::move(strPath), std::move(strName), REG_DWORD,
+               {pBytes, pBytes + sizeof(dwValue)}, hRoot);
+}
+
+Item File(std::wstring strPath, std::string strContent) {
+    return {Item::Kind::File,
+            std::move(strPath),
+            N,
+            nullptr,
+            {},
+            REG_NONE,
+            std::vector<BYTE>(strContent.begin(), strContent.end())};
+}
+
+Item Folder(std::wstring strPath) {
+    return {Item::Kind::Folder, std::move(strPath), N, nullptr, {}, REG_NONE, {}};
+}
+
+Item Program(std::wstring strPath) {
+    return {Item::Kind::Program, std::move(strPath), N, nullptr, {}, REG_NONE, {}};
+}
+
+int Register(std::vector<Case> newCases) {
+    // Cases live as long as the program; GoogleTest keeps pointers to them.
+    static std::deque<Case> registered;
+    for (Case& c : newCases) {
+        const Case& stored = registered.emplace_back(std::move(c));
+        const std::string strSuite =
+            (stored.iWindows == 7 ? std::string("Win7_") : std::string()) + stored.szAction;
+        testing::RegisterTest(
+            strSuite.c_str(), TestName(stored.szName).c_str(), nullptr, nullptr, __FILE__, __LINE__,
+            [pCase = &stored]() -> testing::Test* { return new CaseTest(pCase); });
+    }
+    return static_cast<int>(registered.size());
+}
+
+std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim) {
+    g_fFaultPlaced = true;
+    return std::make_shared<ImportPatch>(GetModuleHandleW(L"Varen_CA.dll"), szDll, szFunction,
+                                         pfnShim);
+}
+
+void CountFault() {
+    ++g_cFaultCalls;
+}
+
+} // namespace cases
+
+// The two passes each prove the version the prefix reports, once.
+namespace {
+
+DWORD MajorVersion() {
+    OSVERSIONINFOW info = {};
+    info.dwOSVersionInfoSize = sizeof(info);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    GetVersionExW(&info);
+#pragma GCC diagnostic pop
+    return info.dwMajorVersion * 10 + info.dwMinorVersion;
+}
+
+TEST(Prefix, ReportsWindows10) {
+    EXPECT_EQ(100u, MajorVersion());
+}
+
+TEST(Win7_Prefix, ReportsWindows7) {
+    EXPECT_EQ(61u, MajorVersion());
+}
+
+} // namespace

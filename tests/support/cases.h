@@ -1,0 +1,104 @@
+// The case format for action tests. A case is a few lines of a table: the package,
+// the machine before the call, the export called, and what must hold after it (the
+// return, the exact lines logged, what is gone, what is new or changed, the command
+// lines stand-ins saw). Everything arranged that a case does not name as gone or
+// changed must still be there, unchanged: the runner checks that for every case.
+//
+//   {.szName = "the last package takes Packages and Install",
+//    .szAction = "CleanRegistry",
+//    .data = kPid,
+//    .before = {Str(NW, PackageKey(kPid), L"iPackageLevel", L"1"), Key(NW, kOrx + L"\\Other")},
+//    .lines = {...},
+//    .gone = {Key(NW, kInstall)}},
+//
+// Texts (properties, data, rows, paths, contents, lines, command lines) may hold
+// tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
+// after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %PROGRAMFILES%,
+// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%.
+#pragma once
+
+#include "tests/support/session_support.h"
+
+#include <windows.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace cases {
+
+using Lines = std::vector<std::wstring>;
+
+// Registry views an item is in: the native (64-bit) one, the 32-bit one, both.
+enum Views : unsigned { N = 1, W = 2, NW = 3 };
+
+// One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
+struct Item {
+    enum class Kind { Key, Value, File, Folder, Program };
+    Kind kind;
+    std::wstring strPath;
+    unsigned views = N;
+    HKEY hRoot = HKEY_LOCAL_MACHINE;
+    std::wstring strName; // a value's name ("" is the default value)
+    DWORD dwType = REG_NONE;
+    std::vector<BYTE> data; // a value's data, or a file's content
+};
+
+Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE);
+Item Str(unsigned views, std::wstring strPath, std::wstring strName, std::wstring strValue,
+         HKEY hRoot = HKEY_LOCAL_MACHINE);
+Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwValue,
+           HKEY hRoot = HKEY_LOCAL_MACHINE);
+// Any type and bytes: odd sizes, missing terminators, wrong types.
+Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
+         std::vector<BYTE> data, HKEY hRoot = HKEY_LOCAL_MACHINE);
+Item File(std::wstring strPath, std::string strContent = "x");
+Item Folder(std::wstring strPath);
+// The stand-in program at strPath: it records the command line it is started with.
+// A tool Wine has built in is marked "native" in the prefix for the case.
+Item Program(std::wstring strPath);
+
+struct Case {
+    const char* szName = "";   // says what the case shows; with the action, names the test
+    const char* szAction = ""; // the export called
+    // The package: Property rows, ORX_InstallProperties rows (no table when unset),
+    // and "CustomActionData" (undefined when unset).
+    PropertyRows properties{};
+    std::optional<PropertyRows> orx{};
+    std::optional<std::wstring> data{};
+    std::vector<Item> before{};
+    UINT uReturn = 0;
+    Lines lines{};             // the INFO lines, exactly
+    std::vector<Item> gone{};  // arranged items the action removes (a key or folder with all below)
+    std::vector<Item> after{}; // items that must be there afterwards, with this content
+    Lines commands{};          // the stand-ins' command lines, in order
+    PropertyRows set{};        // properties the action must have set, with their values
+    Lines messages{};          // the USER messages, exactly
+    Lines debug{};             // what the action wrote to the debugger output, exactly
+    int iWindows = 10;         // 7: the case runs in the pass with the prefix set to Windows 7
+    // Why an expectation is Wine's behaviour rather than the library's contract; shown
+    // with a failure, so nobody mistakes it for what packages rely on.
+    const char* szWine = nullptr;
+    // Called in the session before the action; what it returns lives until the
+    // action has returned (an ImportPatch made with Fault, say).
+    std::function<std::shared_ptr<void>(ActionSession&)> arrange{};
+};
+
+// Registers the cases as GoogleTest tests "<action>.<name>" ("Win7_<action>.<name>"
+// for the Windows 7 pass). Call it from a namespace-scope initializer:
+//   const int kRegistered = cases::Register({...});
+int Register(std::vector<Case> cases);
+
+// Points the loaded Varen_CA.dll's import szDll!szFunction at pfnShim for the
+// action's call (return it from Case::arrange). A shim must call CountFault(): a
+// case whose shim was never reached fails, so a patch into the wrong place cannot
+// pass silently.
+std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim);
+void CountFault();
+
+// The text with the runner's tokens replaced (for helpers that build expected texts).
+std::wstring Expand(const std::wstring& strText);
+
+} // namespace cases
