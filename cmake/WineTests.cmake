@@ -19,6 +19,12 @@ add_executable(standin ${CMAKE_SOURCE_DIR}/tests/support/standin.cpp)
 target_compile_options(standin PRIVATE ${VAREN_WARNINGS})
 target_link_options(standin PRIVATE -static -municode)
 
+# A service whose behaviour a test sets through its binary path's arguments.
+add_executable(varen_service ${CMAKE_SOURCE_DIR}/tests/support/test_service.cpp)
+target_compile_options(varen_service PRIVATE ${VAREN_WARNINGS})
+target_link_options(varen_service PRIVATE -static -municode)
+target_link_libraries(varen_service PRIVATE advapi32 shell32)
+
 # Calls actions in a session on a given package and prints their return values (the demo uses it).
 add_executable(action_runner ${CMAKE_SOURCE_DIR}/tests/support/action_runner.cpp)
 target_compile_options(action_runner PRIVATE ${VAREN_WARNINGS})
@@ -58,7 +64,7 @@ add_executable(cases_test ${VAREN_CASE_SOURCES} ${VAREN_TEST_MANIFEST_RC})
 target_link_libraries(cases_test PRIVATE varen_test_support GTest::gtest_main)
 target_compile_options(cases_test PRIVATE ${VAREN_WARNINGS})
 target_link_options(cases_test PRIVATE -static)
-add_dependencies(cases_test Varen_CA standin)
+add_dependencies(cases_test Varen_CA standin varen_service)
 add_test(NAME cases COMMAND cases_test --gtest_filter=-Win7_*)
 add_test(NAME cases_win7 COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix win7 ${VAREN_WINEPREFIX}
     $<TARGET_FILE:cases_test> --gtest_filter=Win7_*)

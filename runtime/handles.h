@@ -54,10 +54,13 @@ using UniqueRegKey = UniqueResource<HKEY, &RegCloseKey>;
 using UniqueHandle = UniqueResource<HANDLE, &CloseHandle>;
 using UniqueLocalMemory = UniqueResource<HLOCAL, &LocalFree>;
 using UniqueSid = UniqueResource<PSID, &FreeSid>;
+using UniqueServiceHandle = UniqueResource<SC_HANDLE, &CloseServiceHandle>;
 inline HANDLE InvalidHandle() {
     return INVALID_HANDLE_VALUE;
 }
 using UniqueFindHandle = UniqueResource<HANDLE, &FindClose, &InvalidHandle>;
+// CreateFileW's handles: INVALID_HANDLE_VALUE means nothing was opened.
+using UniqueFileHandle = UniqueResource<HANDLE, &CloseHandle, &InvalidHandle>;
 
 inline void FreeShellItemList(PIDLIST_ABSOLUTE pidl) {
     CoTaskMemFree(pidl);

@@ -3,6 +3,7 @@
 #include "tests/support/cases.h"
 
 #include "tests/support/registry_support.h"
+#include "tests/support/service_support.h"
 #include "tests/support/standin_support.h"
 
 #include <shlobj.h>
@@ -86,8 +87,11 @@ std::vector<View> ViewsOf(const Item& item) {
 }
 
 std::string Describe(const Item& item, std::optional<View> view = std::nullopt) {
-    static const char* const kKinds[] = {"key", "value", "file", "folder", "program"};
+    static const char* const kKinds[] = {"key", "value", "file", "folder", "program", "service"};
     std::string strText = kKinds[static_cast<int>(item.kind)];
+    if (item.kind == Item::Kind::Service) {
+        return strText + " " + Narrow(item.strName);
+    }
     if (!IsFileSystem(item)) {
         strText += item.hRoot == HKEY_CURRENT_USER ? " HKCU\\" : " HKLM\\";
     } else {
@@ -121,6 +125,8 @@ bool Exists(const Item& item, View view) {
         return KeyExists(item.hRoot, view, item.strPath);
     case Item::Kind::Value:
         return ValueExists(item.hRoot, view, item.strPath, item.strName);
+    case Item::Kind::Service:
+        return ServiceState(item.strName).has_value();
     default:
         return FileSystemExists(item.strPath);
     }
@@ -141,12 +147,21 @@ std::string Mismatch(const Item& item, View view) {
     if (item.kind == Item::Kind::File && ReadFileBytes(item.strPath) != item.data) {
         return "content changed";
     }
+    if (item.kind == Item::Kind::Service) {
+        const DWORD dwState = ServiceState(item.strName).value_or(0);
+        if (dwState != item.dwState) {
+            return "in state " + std::to_string(dwState) + ", not " + std::to_string(item.dwState);
+        }
+    }
     return {};
 }
 
 // A gone item takes an arranged one: the same value or file, or anything at or
 // below a gone key or folder.
 bool Takes(const Item& gone, const Item& item, View view) {
+    if (gone.kind == Item::Kind::Service || item.kind == Item::Kind::Service) {
+        return gone.kind == item.kind && SamePath(gone.strName, item.strName);
+    }
     if (IsFileSystem(gone) != IsFileSystem(item)) {
         return false;
     }
@@ -179,7 +194,10 @@ std::wstring Parent(const std::wstring& strPath) {
 class Leftovers {
   public:
     void Note(const Item& item) {
-        if (IsFileSystem(item)) {
+        if (item.kind == Item::Kind::Service) {
+            m_services.push_back(item.strName);
+        }
+        if (IsFileSystem(item) || item.kind == Item::Kind::Service) {
             std::wstring strTop;
             for (std::wstring strPath = item.strPath;
                  strPath.size() > 3 && !FileSystemExists(strPath); strPath = Parent(strPath)) {
@@ -207,7 +225,9 @@ class Leftovers {
         }
     }
 
+    // Services first: their programs cannot be removed while they run.
     void Remove() const {
+        std::for_each(m_services.begin(), m_services.end(), RemoveTestService);
         for (const RegLeftover& key : m_keys) {
             if (key.strValue) {
                 HKEY hKey = nullptr;
@@ -235,6 +255,7 @@ class Leftovers {
     };
     std::vector<RegLeftover> m_keys;
     std::vector<std::wstring> m_paths;
+    std::vector<std::wstring> m_services;
 };
 
 void Arrange(const Item& item) {
@@ -256,6 +277,10 @@ void Arrange(const Item& item) {
     case Item::Kind::Program: // StandIn copies the program in and sets aside a file that is there
         fs::create_directories(fs::path(item.strPath).parent_path());
         break;
+    case Item::Kind::Service:
+        fs::create_directories(fs::path(item.strPath).parent_path());
+        CreateTestService(item.strName, item.strPath, item.strArguments, item.dwState);
+        break;
     case Item::Kind::File:
         fs::create_directories(fs::path(item.strPath).parent_path());
         std::ofstream(fs::path(item.strPath), std::ios::binary)
@@ -267,6 +292,7 @@ void Arrange(const Item& item) {
 
 Item ExpandItem(Item item) {
     item.strPath = Expand(item.strPath);
+    item.strArguments = Expand(item.strArguments);
     if (item.kind == Item::Kind::Value && (item.dwType == REG_SZ || item.dwType == REG_EXPAND_SZ)) {
         std::wstring strText(reinterpret_cast<const wchar_t*>(item.data.data()),
                              item.data.size() / sizeof(wchar_t));
@@ -511,6 +537,18 @@ Item Program(std::wstring strPath) {
     return {Item::Kind::Program, std::move(strPath), N, nullptr, {}, REG_NONE, {}};
 }
 
+Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments, DWORD dwState) {
+    return {Item::Kind::Service,
+            std::move(strPath),
+            N,
+            nullptr,
+            std::move(strName),
+            REG_NONE,
+            {},
+            std::move(strArguments),
+            dwState};
+}
+
 int Register(std::vector<Case> newCases) {
     // Cases live as long as the program; GoogleTest keeps pointers to them.
     static std::deque<Case> registered;
@@ -539,6 +577,14 @@ void CountFault() {
 
 // The two passes each prove the version the prefix reports, once.
 namespace {
+
+// Cases that arrange services need the service manager past its own start-up.
+class ServiceManagerReady : public testing::Environment {
+  public:
+    void SetUp() override { WaitForServiceManager(); }
+};
+testing::Environment* const kServiceManagerReady =
+    testing::AddGlobalTestEnvironment(new ServiceManagerReady);
 
 DWORD MajorVersion() {
     OSVERSIONINFOW info = {};

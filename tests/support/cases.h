@@ -36,14 +36,16 @@ enum Views : unsigned { N = 1, W = 2, NW = 3 };
 
 // One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
 struct Item {
-    enum class Kind { Key, Value, File, Folder, Program };
+    enum class Kind { Key, Value, File, Folder, Program, Service };
     Kind kind;
     std::wstring strPath;
     unsigned views = N;
     HKEY hRoot = HKEY_LOCAL_MACHINE;
     std::wstring strName; // a value's name ("" is the default value)
     DWORD dwType = REG_NONE;
-    std::vector<BYTE> data; // a value's data, or a file's content
+    std::vector<BYTE> data;      // a value's data, or a file's content
+    std::wstring strArguments{}; // a service's behaviour: the arguments of its binary path
+    DWORD dwState = 0;           // a service's state
 };
 
 Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE);
@@ -59,6 +61,13 @@ Item Folder(std::wstring strPath);
 // The stand-in program at strPath: it records the command line it is started with.
 // A tool Wine has built in is marked "native" in the prefix for the case.
 Item Program(std::wstring strPath);
+// The service strName of the test service program (tests/support/test_service.cpp),
+// copied to strPath and registered with the binary path "<strPath>" strArguments, which
+// set its behaviour. Before the action it is in dwState (SERVICE_STOPPED, _RUNNING, or
+// _STOP_PENDING: running, then asked to stop); in .after, dwState is the state it must be
+// in; in .gone, the service must no longer exist. Its program file is not checked.
+Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
+             DWORD dwState = SERVICE_STOPPED);
 
 struct Case {
     const char* szName = "";   // says what the case shows; with the action, names the test

@@ -1,0 +1,115 @@
+// Service control: starting the EEU service and removing a service whose program lies
+// in a given folder, on real services of the test service program.
+#include "tests/support/cases.h"
+
+using namespace cases;
+
+namespace {
+
+const std::wstring kEeu = L"QVX External Events Utility";
+const std::wstring kEeuProgram = L"%CASE%\\EEU\\eeu.exe";
+const std::wstring kSibling = L"VarenSiblingService";
+const std::wstring kSiblingProgram = L"%CASE%\\Other\\other.exe";
+
+Item Eeu(const std::wstring& strBehaviour, DWORD dwState) {
+    return Service(kEeu, kEeuProgram, strBehaviour, dwState);
+}
+
+const wchar_t kStarted[] = L"Service started successfully.\n";
+
+const int kStartEEUService = Register({
+    {.szName = "starts a stopped service and leaves its neighbour",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"", SERVICE_STOPPED), Service(kSibling, kSiblingProgram)},
+     .after = {Eeu(L"", SERVICE_RUNNING)},
+     .debug = {kStarted}},
+    {.szName = "a running service counts as started without a word",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"", SERVICE_RUNNING)}},
+    {.szName = "advancing check points keep the wait going past the hint",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"slowstart pending=2500 hint=500", SERVICE_STOPPED)},
+     .after = {Eeu(L"slowstart pending=2500 hint=500", SERVICE_RUNNING)},
+     .debug = {kStarted}},
+    {.szName = "a frozen start ends the wait after a pass without progress",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"slowstart pending=forever hint=500 frozen", SERVICE_STOPPED)},
+     .after = {Eeu(L"slowstart pending=forever hint=500 frozen", SERVICE_START_PENDING)},
+     .debug = {L"Warning: Service did not start successfully.\n"}},
+    {.szName = "an earlier stop with hint 0 times out after one pass",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"slowstop pending=forever frozen", SERVICE_STOP_PENDING)},
+     .after = {Eeu(L"slowstop pending=forever frozen", SERVICE_STOP_PENDING)},
+     .debug = {L"Error: Timeout waiting for service to stop.\n"}},
+    {.szName = "an earlier stop is waited out, then the service starts",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"slowstop pending=1500 hint=3000", SERVICE_STOP_PENDING)},
+     .after = {Eeu(L"slowstop pending=1500 hint=3000", SERVICE_RUNNING)},
+     .debug = {kStarted}},
+    {.szName = "a program that is gone gives the start error",
+     .szAction = "StartEEUService",
+     .before = {Eeu(L"", SERVICE_STOPPED)},
+     .debug = {L"Unable to start service and Error code is 2"},
+     .arrange = [](ActionSession&) -> std::shared_ptr<void> {
+         DeleteFileW(Expand(kEeuProgram).c_str());
+         return nullptr;
+     }},
+    {.szName = "no such service: nothing written",
+     .szAction = "StartEEUService",
+     .before = {Service(kSibling, kSiblingProgram)}},
+});
+
+const std::wstring kTarget = L"VarenTargetService";
+const std::wstring kFolder = L"%CASE%\\Target";
+const std::wstring kProgram = kFolder + L"\\target.exe";
+
+Item Target(const std::wstring& strBehaviour = L"hint=0", DWORD dwState = SERVICE_RUNNING) {
+    return Service(kTarget, kProgram, strBehaviour, dwState);
+}
+
+// The data, its line, and the parent line for the target's configured binary path.
+std::wstring Data(const std::wstring& strName, const std::wstring& strFolder) {
+    return L"ServiceName=" + strName + L";DirectoryOfBinary=" + strFolder;
+}
+Lines Found(const std::wstring& strData, const std::wstring& strBehaviour = L"hint=0") {
+    return {L"CustomActionData: " + strData,
+            L"Parent path of \"" + kProgram + L"\" " + strBehaviour + L" is " + kFolder};
+}
+Lines Plus(Lines lines, const Lines& more) {
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
+
+const int kDeleteServiceIfBinaryIsInDirectory = Register({
+    {.szName = "stops and deletes the service; its neighbour in the folder stays",
+     .szAction = "DeleteServiceIfBinaryIsInDirectory",
+     .data = Data(kTarget, kFolder + L"\\"),
+     .before = {Target(), Service(kSibling, kFolder + L"\\other.exe", L"", SERVICE_RUNNING)},
+     .lines = Plus(Found(Data(kTarget, kFolder + L"\\")), {L"Successfully deleted " + kTarget}),
+     .gone = {Target()}},
+    {.szName = "a service elsewhere is left alone",
+     .szAction = "DeleteServiceIfBinaryIsInDirectory",
+     .data = Data(kTarget, L"%CASE%\\Elsewhere"),
+     .before = {Target(), Folder(L"%CASE%\\Elsewhere")},
+     .lines = Plus(Found(Data(kTarget, L"%CASE%\\Elsewhere")),
+                   {L"\"" + kProgram + L"\" hint=0 is not in directory %CASE%\\Elsewhere"})},
+    {.szName = "a folder that does not exist matches nothing",
+     .szAction = "DeleteServiceIfBinaryIsInDirectory",
+     .data = Data(kTarget, L"%CASE%\\Missing"),
+     .before = {Target()},
+     .lines = Plus(Found(Data(kTarget, L"%CASE%\\Missing")),
+                   {L"\"" + kProgram + L"\" hint=0 is not in directory %CASE%\\Missing"})},
+    {.szName = "no such service",
+     .szAction = "DeleteServiceIfBinaryIsInDirectory",
+     .data = Data(L"VarenNoSuchService", kFolder),
+     .before = {Target()},
+     .lines = {L"CustomActionData: " + Data(L"VarenNoSuchService", kFolder),
+               L"Unable to open service VarenNoSuchService. Error code: 1060"}},
+    {.szName = "an empty name opens nothing",
+     .szAction = "DeleteServiceIfBinaryIsInDirectory",
+     .data = Data(L"", kFolder),
+     .before = {Target()},
+     .lines = {L"CustomActionData: " + Data(L"", kFolder), L"Empty service name provided"}},
+});
+
+} // namespace

@@ -1,0 +1,148 @@
+// A Windows service whose behaviour the test sets through the arguments of its
+// configured binary path (CreateServiceW), so each case arranges the service it needs:
+//   (none)        starts and stops at once
+//   slowstart     stays start-pending for pending= ms before it runs
+//   slowstop      stays stop-pending for pending= ms after a stop request
+//   pending=N     the length of the slow transition in ms; "forever" never ends it
+//   hint=N        the wait hint in every status it reports (0 unless given)
+//   frozen        the check point of a pending state never advances (else every 100 ms)
+//   refuse        does not accept the stop request
+// When it reports running it sets the event "VarenTestService.<service name>", which
+// the test creates to learn that the start has completed.
+#include <windows.h>
+#include <shellapi.h>
+
+#include <cwchar>
+#include <string>
+
+namespace {
+
+struct Behaviour {
+    bool fSlowStart = false;
+    bool fSlowStop = false;
+    bool fFrozen = false;
+    bool fRefuse = false;
+    DWORD dwPendingMs = 0; // INFINITE: forever
+    DWORD dwHint = 0;
+};
+
+Behaviour g_behaviour;
+SERVICE_STATUS_HANDLE g_hStatus = nullptr;
+SERVICE_STATUS g_status = {};
+CRITICAL_SECTION g_lock;
+HANDLE g_hStopped = nullptr;
+std::wstring g_strName;
+
+Behaviour ParseBehaviour() {
+    Behaviour behaviour;
+    int cArgs = 0;
+    wchar_t** ppArgs = CommandLineToArgvW(GetCommandLineW(), &cArgs);
+    for (int i = 1; ppArgs && i < cArgs; ++i) {
+        const std::wstring strArg = ppArgs[i];
+        if (strArg == L"slowstart") {
+            behaviour.fSlowStart = true;
+        } else if (strArg == L"slowstop") {
+            behaviour.fSlowStop = true;
+        } else if (strArg == L"frozen") {
+            behaviour.fFrozen = true;
+        } else if (strArg == L"refuse") {
+            behaviour.fRefuse = true;
+        } else if (strArg == L"pending=forever") {
+            behaviour.dwPendingMs = INFINITE;
+        } else if (strArg.rfind(L"pending=", 0) == 0) {
+            behaviour.dwPendingMs = wcstoul(strArg.c_str() + 8, nullptr, 10);
+        } else if (strArg.rfind(L"hint=", 0) == 0) {
+            behaviour.dwHint = wcstoul(strArg.c_str() + 5, nullptr, 10);
+        }
+    }
+    LocalFree(ppArgs);
+    return behaviour;
+}
+
+void Report(DWORD dwState, DWORD dwCheckPoint) {
+    EnterCriticalSection(&g_lock);
+    g_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+    g_status.dwCurrentState = dwState;
+    g_status.dwControlsAccepted =
+        dwState == SERVICE_RUNNING && !g_behaviour.fRefuse ? SERVICE_ACCEPT_STOP : 0;
+    g_status.dwCheckPoint = dwCheckPoint;
+    g_status.dwWaitHint = g_behaviour.dwHint;
+    SetServiceStatus(g_hStatus, &g_status);
+    LeaveCriticalSection(&g_lock);
+    if (dwState == SERVICE_RUNNING) {
+        const std::wstring strEvent = L"VarenTestService." + g_strName;
+        if (HANDLE hReady = OpenEventW(EVENT_MODIFY_STATE, FALSE, strEvent.c_str())) {
+            SetEvent(hReady);
+            CloseHandle(hReady);
+        }
+    }
+}
+
+// Stays in dwPending for the chosen time, advancing the check point unless frozen,
+// then reports dwFinal (never, for "forever").
+DWORD WINAPI RunTransition(void* pFinal) {
+    const DWORD dwFinal = static_cast<DWORD>(reinterpret_cast<uintptr_t>(pFinal));
+    const DWORD dwPending =
+        dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING;
+    const DWORD dwStart = GetTickCount();
+    for (DWORD dwCheckPoint = 2;
+         g_behaviour.dwPendingMs == INFINITE || GetTickCount() - dwStart < g_behaviour.dwPendingMs;
+         ++dwCheckPoint) {
+        // The pacing of the service's own progress, not a wait for the test.
+        Sleep(100);
+        if (!g_behaviour.fFrozen) {
+            Report(dwPending, dwCheckPoint);
+        }
+    }
+    Report(dwFinal, 0);
+    if (dwFinal == SERVICE_STOPPED) {
+        SetEvent(g_hStopped);
+    }
+    return 0;
+}
+
+void StartTransition(DWORD dwFinal) {
+    const DWORD dwPending =
+        dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING;
+    Report(dwPending, 1);
+    if (HANDLE hThread =
+            CreateThread(nullptr, 0, RunTransition,
+                         reinterpret_cast<void*>(static_cast<uintptr_t>(dwFinal)), 0, nullptr)) {
+        CloseHandle(hThread);
+    }
+}
+
+DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
+    if (dwControl != SERVICE_CONTROL_STOP || g_behaviour.fRefuse) {
+        return dwControl == SERVICE_CONTROL_INTERROGATE ? NO_ERROR : ERROR_CALL_NOT_IMPLEMENTED;
+    }
+    if (g_behaviour.fSlowStop) {
+        StartTransition(SERVICE_STOPPED);
+    } else {
+        Report(SERVICE_STOPPED, 0);
+        SetEvent(g_hStopped);
+    }
+    return NO_ERROR;
+}
+
+void WINAPI ServiceMain(DWORD cArgs, wchar_t** ppArgs) {
+    g_strName = cArgs > 0 ? ppArgs[0] : L"";
+    g_hStatus = RegisterServiceCtrlHandlerExW(g_strName.c_str(), HandleControl, nullptr);
+    if (g_behaviour.fSlowStart) {
+        StartTransition(SERVICE_RUNNING);
+    } else {
+        Report(SERVICE_RUNNING, 0);
+    }
+    WaitForSingleObject(g_hStopped, INFINITE);
+}
+
+} // namespace
+
+int wmain() {
+    InitializeCriticalSection(&g_lock);
+    g_behaviour = ParseBehaviour();
+    g_hStopped = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    wchar_t szName[] = L"";
+    const SERVICE_TABLE_ENTRYW table[] = {{szName, ServiceMain}, {nullptr, nullptr}};
+    return StartServiceCtrlDispatcherW(table) ? 0 : 1;
+}
