@@ -8,6 +8,7 @@
 
 #include <msiquery.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <string>
 
@@ -151,9 +152,10 @@ extern "C" UINT __stdcall SetVlmOrxPid(MSIHANDLE hInstall) {
 
 // Hands the display mode to DisplayModeChange as "width;height;bpp;freq;". The
 // count is set to 260 once and then carries each read's length into the next
-// read as its capacity, so a value longer than the one before fails with
-// ERROR_MORE_DATA. A failed read only names the default in the log; the text
-// appended is whatever the failed read left in the buffer. Packages rely on this.
+// read as its capacity (never more than the buffer holds), so a value longer
+// than the one before fails with ERROR_MORE_DATA. A failed read only names the
+// default in the log; the text appended is whatever the failed read left in the
+// buffer. Packages rely on this.
 extern "C" UINT __stdcall SetDisplayMode(MSIHANDLE hInstall) {
     struct DisplayProperty {
         const wchar_t* szName;
@@ -170,6 +172,9 @@ extern "C" UINT __stdcall SetDisplayMode(MSIHANDLE hInstall) {
     DWORD cchValue = MAX_PATH;
     std::wstring strMode;
     for (const DisplayProperty& property : kProperties) {
+        // After a failed read the count is the value's whole length, which may
+        // exceed the buffer; the installer would write that far.
+        cchValue = std::min<DWORD>(cchValue, ARRAYSIZE(szValue));
         if (MsiGetPropertyW(g_hInstall, property.szName, szValue, &cchValue) == ERROR_SUCCESS) {
             LogMessage(g_hInstall, L"VAREN_CA %s: %s \n", property.szName, szValue);
         } else {

@@ -1,0 +1,172 @@
+// Property values of 259, 260, 261 and 4,000 characters for every action that reads a
+// property into its 260-character buffer. 259 fits; from 260 on the read fails and the
+// action takes its failure path. No length may write past the buffer.
+#include "tests/support/cases.h"
+
+#include <algorithm>
+#include <cstring>
+
+using namespace cases;
+
+namespace {
+
+constexpr size_t kcchBuffer = MAX_PATH;
+const std::wstring kShouldBeSet = L" should be set in CustomActionData \n";
+const std::wstring kPackages = L"SOFTWARE\\ORX Technologies\\Install\\Packages";
+const std::wstring kPid = L"W-05-000U-000-003-002-001-00-07";
+
+// A line as the log carries it: one of 520 characters or more does not fit.
+std::wstring Logged(const std::wstring& strLine) {
+    return strLine.size() < 2 * kcchBuffer ? strLine : L"CA buffer overflow\n";
+}
+
+// What a read with room for cchCapacity characters leaves in the buffer.
+std::wstring Left(const std::wstring& strValue, size_t cchCapacity) {
+    return strValue.substr(0, std::min(strValue.size(), cchCapacity - 1));
+}
+
+// An installation folder of cch characters that does not exist.
+std::wstring LongFolder(size_t cch) {
+    return L"C:\\ORX\\" + std::wstring(cch - 7, L'd');
+}
+
+struct Reader {
+    const char* szAction;
+    std::function<Case(size_t cch)> expect;
+};
+
+struct Target {
+    const wchar_t* szProperty;
+    const wchar_t* szLead; // the success line is this, the value and kShouldBeSet
+};
+
+// A hand-off of INSTALLDIR to each target: a value that fits is set on every one,
+// one that does not fit sets nothing.
+Reader HandOff(const char* szAction, UINT uFits, UINT uFails, const wchar_t* szReadFailLine,
+               std::vector<Target> targets) {
+    return {szAction, [=](size_t cch) {
+                const std::wstring strDir = LongFolder(cch);
+                const bool fFits = cch < kcchBuffer;
+                Case c;
+                c.properties = {{L"INSTALLDIR", strDir}};
+                c.uReturn = fFits ? uFits : uFails;
+                c.lines = {L"Varen_CA " + std::wstring(szAction, szAction + strlen(szAction)) +
+                           L"() start"};
+                if (!fFits) {
+                    c.lines.push_back(szReadFailLine);
+                }
+                for (const Target& target : targets) {
+                    if (fFits) {
+                        c.lines.push_back(Logged(target.szLead + strDir + kShouldBeSet));
+                    }
+                    c.set.emplace_back(target.szProperty, fFits ? strDir : L"");
+                }
+                return c;
+            }};
+}
+
+const std::vector<Reader> kReaders = {
+    HandOff("GetInstallA4Dir", 0, 1603, L"Varen_CA SetInstallA4Dir() failed.",
+            {{L"DeleteInstallA4", L"Varen_CA DeleteInstallA4, "}}),
+    HandOff("GetInstallCADir", 1, 0, L"Varen_CA SetInstallCADir() failed.",
+            {{L"DeleteInstallCA", L"Varen_CA DeleteInstallCA, "}}),
+    HandOff("GetInstallPyraDir", 1, 0, L"Varen_CA SetInstallPyraDir() failed.",
+            {{L"DeleteInstallPyra", L"Varen_CA DeleteInstallPyra, "}}),
+    HandOff("GetInstallProxyDir", 1, 0, L"Varen_CA SetInstallProxyDir() failed.",
+            {{L"LaunchInstallProxyExe", L"Varen_CA LaunchInstallProxyExe, "},
+             {L"SetInstallProxyReg", L"Varen_CA SetInstallProxyReg, "}}),
+    HandOff("GetInstallUSBMonDir", 1, 0, L"Varen_CA SetInstallUSBMONDir() failed.",
+            {{L"DeleteUSBMONDir", L"Varen_CA DeleteUSBMONDir, "}}),
+    HandOff("SetInstallDir", 0, 1603,
+            L"Varen_CA SetInstallDir() failed to get Pid from ORX Property table.",
+            {{L"DeleteVLMDir", L"Varen_CA DeleteVLMDir SetInstallDir(), "},
+             {L"UpdateCfg", L"Varen_CA UpdateCfg SetInstallDir(), "}}),
+    // Whatever the read left goes to the shell: a folder that does not exist.
+    {"ClearCADir",
+     [](size_t cch) {
+         const std::wstring strDir = LongFolder(cch);
+         Case c;
+         c.properties = {{L"INSTALLDIR", strDir}};
+         c.uReturn = 1;
+         c.lines = {L"Varen_CA GetInstallCADir() start",
+                    cch < kcchBuffer ? L"VAREN_CA ClearCADir: " + strDir + L" \n"
+                                     : L"VAREN_CA Could not get INSTALLDIR  \n",
+                    L"VAREN_CA ClearCADir: " + Left(strDir, kcchBuffer) + L" \n"};
+         c.szWine = "Wine's Recycle Bin reports success for a path that does not exist";
+         return c;
+     }},
+    // A package key name cannot be longer than 255 characters, so even a PID that
+    // fits removes nothing; the other package keeps Packages and Install.
+    {"CleanRegistry",
+     [](size_t cch) {
+         const std::wstring strPid = kPid + std::wstring(cch - kPid.size(), L'x');
+         Case c;
+         c.data = strPid;
+         c.before = {Key(NW, kPackages + L"\\" + kPid)};
+         if (cch >= kcchBuffer) {
+             c.uReturn = 1627;
+             return c;
+         }
+         const std::wstring strPath = kPackages + L"\\" + strPid + L"\\";
+         const std::wstring strNotEmpty =
+             L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus it "
+             L"will not be deleted ";
+         c.lines = {L"Varen_CA DeleteVLMRegKey: PID=" + strPid + L"\n",
+                    L"Varen_CA DeletePackageKey(), Key to delete is " + strPath + L" \n",
+                    L"Varen_CA DeletePackageKey(), " + strPath + L" key should be deleted \n",
+                    L"Varen_CA CleanVarenRegKeys(), VLM Package key deleted, will now attempt "
+                    L"the Varen (Package) key\n",
+                    strNotEmpty + kPackages + L"\\ \n",
+                    strNotEmpty + L"SOFTWARE\\ORX Technologies\\Install\\ \n"};
+         return c;
+     }},
+    // Width and height both of cch characters, then "32" and "60". The width is
+    // read with 260; each later read gets the length the one before left, at most
+    // 260, so the height (as long as the width) never fits, "32" fits, and "60"
+    // gets 2 and leaves "6". The mode, over 520 characters, overflows its line.
+    {"SetDisplayMode",
+     [](size_t cch) {
+         const std::wstring strWidth(cch, L'1');
+         const std::wstring strHeight(cch, L'2');
+         Case c;
+         c.properties = {{L"DisplayWidth", strWidth},
+                         {L"DisplayHeight", strHeight},
+                         {L"DisplayBpp", L"32"},
+                         {L"DisplayFreq", L"60"}};
+         const std::wstring strMode = Left(strWidth, kcchBuffer) + L";" +
+                                      Left(strHeight, std::min(cch, kcchBuffer)) + L";32;6;";
+         c.lines = {L"Varen_CA SetDisplayMode() start",
+                    cch < kcchBuffer ? L"VAREN_CA DisplayWidth: " + strWidth + L" \n"
+                                     : L"VAREN_CA Could not get DisplayWidth. Default to 1024  \n",
+                    L"VAREN_CA Could not get DisplayHeight. Default to 768  \n",
+                    L"VAREN_CA DisplayBpp: 32 \n",
+                    L"VAREN_CA Could not get DisplayFreq. Default to 60  \n",
+                    Logged(L"Varen_CA SetDisplayMode(), " + strMode + kShouldBeSet)};
+         c.set = {{L"DisplayModeChange", strMode}};
+         return c;
+     }},
+};
+
+std::vector<Case> LongPropertyCases() {
+    const struct {
+        size_t cch;
+        const char* szName;
+    } kLengths[] = {{259, "259 characters"},
+                    {260, "260 characters"},
+                    {261, "261 characters"},
+                    {4000, "4000 characters"}};
+    std::vector<Case> vecCases;
+    for (const Reader& reader : kReaders) {
+        for (const auto& length : kLengths) {
+            Case c = reader.expect(length.cch);
+            c.szName = length.szName;
+            c.szAction = reader.szAction;
+            vecCases.push_back(std::move(c));
+        }
+    }
+    return vecCases;
+}
+
+const int kLongProperties = Register(LongPropertyCases());
+
+} // namespace
