@@ -14,61 +14,8 @@
 
 namespace {
 
-constexpr wchar_t kSessionManagerKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
-constexpr wchar_t kPendingRenames[] = L"PendingFileRenameOperations";
 constexpr wchar_t kAnalyticsKey[] = L"SOFTWARE\\QVX\\QVXAnalytics";
 constexpr wchar_t kAnalyticsAccepted[] = L"AnalyticsAccepted";
-
-// The whole REG_MULTI_SZ data of szName, or nullopt when it is missing or of
-// another type (a value the system did not write as a list is left alone).
-std::optional<std::vector<unsigned char>> ReadMultiStringValue(HKEY hKey, const wchar_t* szName) {
-    std::vector<unsigned char> vecData;
-    DWORD dwType = REG_NONE;
-    DWORD cbData = 0;
-    LONG lResult = RegQueryValueExW(hKey, szName, nullptr, &dwType, nullptr, &cbData);
-    // The value may grow between the two calls; ask again with the new size.
-    while (lResult == ERROR_SUCCESS || lResult == ERROR_MORE_DATA) {
-        vecData.resize(cbData);
-        lResult = RegQueryValueExW(hKey, szName, nullptr, &dwType, vecData.data(), &cbData);
-        if (lResult == ERROR_SUCCESS) {
-            vecData.resize(cbData);
-            break;
-        }
-    }
-    if (lResult != ERROR_SUCCESS || dwType != REG_MULTI_SZ) {
-        return std::nullopt;
-    }
-    return vecData;
-}
-
-// Removes from the system's pending-rename list every empty string and every
-// operation on the client's folder, which an earlier uninstall queued and which
-// would delete the newly installed client at the next restart. A list with
-// nothing to drop is not written back. Failures are not reported.
-[[maybe_unused]] void RemoveClientPendingRenames() {
-    std::optional<std::vector<unsigned char>> data;
-    {
-        UniqueRegKey hKey;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_READ, hKey.put()) !=
-            ERROR_SUCCESS) {
-            return;
-        }
-        data = ReadMultiStringValue(hKey.get(), kPendingRenames);
-    }
-    if (!data) {
-        return;
-    }
-    const auto cleaned = CleanPendingRenames(data->data(), data->size());
-    if (!cleaned) {
-        return;
-    }
-    UniqueRegKey hKey;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_WRITE, hKey.put()) ==
-        ERROR_SUCCESS) {
-        RegSetValueExW(hKey.get(), kPendingRenames, 0, REG_MULTI_SZ, cleaned->data(),
-                       static_cast<DWORD>(cleaned->size()));
-    }
-}
 
 // Writes "AnalyticsAccepted" = szValue into the analytics key when the key
 // exists; it is never created here (the client creates it).
