@@ -3,6 +3,7 @@
 #include "tests/support/cases.h"
 
 #include "tests/support/registry_support.h"
+#include "tests/support/folder_support.h"
 #include "tests/support/service_support.h"
 #include "tests/support/standin_support.h"
 
@@ -44,6 +45,12 @@ std::wstring Folder(int iCsidl) {
     return KnownFolder(iCsidl);
 }
 
+// Names that go to the Recycle Bin, shared by every prefix on the machine, carry a
+// tag of this run so that concurrent runs do not meet there.
+std::wstring RunTag() {
+    return std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(GetTickCount());
+}
+
 const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
     static const std::vector<std::pair<std::wstring, std::wstring>> tokens = {
         {L"%CASE%", TestTempFolder() + L"varen_case"},
@@ -56,6 +63,8 @@ const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
         {L"%PROGRAMDATA%", Folder(CSIDL_COMMON_APPDATA)},
         {L"%APPDATA%", Folder(CSIDL_APPDATA)},
         {L"%LOCALAPPDATA%", Folder(CSIDL_LOCAL_APPDATA)},
+        {L"%TRASH%", (TrashFolder() / L"files").wstring()},
+        {L"%RUN%", RunTag()},
     };
     return tokens;
 }
@@ -240,9 +249,15 @@ class Leftovers {
                 DeleteTree(key.hRoot, key.view, key.strPath);
             }
         }
+        const fs::path trashed = TrashFolder() / L"files";
         for (const std::wstring& strPath : m_paths) {
             std::error_code error;
             fs::remove_all(fs::path(strPath), error);
+            if (fs::path(strPath).parent_path() == trashed) {
+                fs::remove(TrashFolder() / L"info" /
+                               (fs::path(strPath).filename().wstring() + L".trashinfo"),
+                           error);
+            }
         }
     }
 
@@ -374,6 +389,9 @@ void RunCase(const Case& c) {
     for (const Item& item : before) {
         if (item.kind == Item::Kind::Program) {
             standIns.emplace_back(item.strPath);
+            if (item.uDelayMs) {
+                standIns.back().SetDelay(item.uDelayMs);
+            }
         }
     }
 
@@ -425,8 +443,11 @@ void RunCase(const Case& c) {
             << "property " << Narrow(set[i].first);
     }
     if (!standIns.empty()) {
-        ExpectLines("stand-in command lines", ExpandLines(c.commands),
-                    standIns.back().CommandLines());
+        Lines commands;
+        for (const std::wstring& strLine : standIns.back().LogLines()) {
+            commands.push_back(strLine.substr(strLine.find(L'|') + 1));
+        }
+        ExpectLines("stand-in command lines", ExpandLines(c.commands), commands);
     } else {
         EXPECT_TRUE(c.commands.empty()) << "the case expects command lines but places no program";
     }
@@ -486,11 +507,21 @@ std::string TestName(const char* szName) {
 } // namespace
 
 std::wstring Expand(const std::wstring& strText) {
-    std::wstring strExpanded = strText;
-    for (const auto& [strToken, strValue] : Tokens()) {
-        for (size_t i = strExpanded.find(strToken); i != std::wstring::npos;
-             i = strExpanded.find(strToken, i + strValue.size())) {
-            strExpanded.replace(i, strToken.size(), strValue);
+    std::wstring strExpanded;
+    for (size_t i = 0; i < strText.size();) {
+        if (strText.compare(i, 2, L"%%") == 0) {
+            strExpanded += L'%';
+            i += 2;
+            continue;
+        }
+        const auto token = std::find_if(Tokens().begin(), Tokens().end(), [&](const auto& t) {
+            return strText.compare(i, t.first.size(), t.first) == 0;
+        });
+        if (token != Tokens().end()) {
+            strExpanded += token->second;
+            i += token->first.size();
+        } else {
+            strExpanded += strText[i++];
         }
     }
     return strExpanded;
@@ -533,8 +564,8 @@ Item Folder(std::wstring strPath) {
     return {Item::Kind::Folder, std::move(strPath), N, nullptr, {}, REG_NONE, {}};
 }
 
-Item Program(std::wstring strPath) {
-    return {Item::Kind::Program, std::move(strPath), N, nullptr, {}, REG_NONE, {}};
+Item Program(std::wstring strPath, unsigned uDelayMs) {
+    return {Item::Kind::Program, std::move(strPath), N, nullptr, {}, REG_NONE, {}, {}, 0, uDelayMs};
 }
 
 Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments, DWORD dwState) {

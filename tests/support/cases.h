@@ -14,7 +14,11 @@
 // Texts (properties, data, rows, paths, contents, lines, command lines) may hold
 // tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
 // after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %PROGRAMFILES%,
-// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%.
+// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%, and
+// %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host user's trash).
+// %RUN% is a tag of this run, for names sent to the Recycle Bin (shared by every
+// prefix: a trashed item's record is removed with it). "%%" stands for "%" (a command's own
+// %PROGRAMDATA% is written %%PROGRAMDATA%%).
 #pragma once
 
 #include "tests/support/session_support.h"
@@ -46,6 +50,7 @@ struct Item {
     std::vector<BYTE> data;      // a value's data, or a file's content
     std::wstring strArguments{}; // a service's behaviour: the arguments of its binary path
     DWORD dwState = 0;           // a service's state
+    unsigned uDelayMs = 0;       // a program's run time before it logs "done"
 };
 
 Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE);
@@ -59,8 +64,10 @@ Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwTyp
 Item File(std::wstring strPath, std::string strContent = "x");
 Item Folder(std::wstring strPath);
 // The stand-in program at strPath: it records the command line it is started with.
-// A tool Wine has built in is marked "native" in the prefix for the case.
-Item Program(std::wstring strPath);
+// A tool Wine has built in is marked "native" in the prefix for the case. With a
+// delay it then runs that long and records "done": a starter that waits for it
+// returns after "done" was recorded.
+Item Program(std::wstring strPath, unsigned uDelayMs = 0);
 // The service strName of the test service program (tests/support/test_service.cpp),
 // copied to strPath and registered with the binary path "<strPath>" strArguments, which
 // set its behaviour. Before the action it is in dwState (SERVICE_STOPPED, _RUNNING, or
@@ -82,7 +89,7 @@ struct Case {
     Lines lines{};             // the INFO lines, exactly
     std::vector<Item> gone{};  // arranged items the action removes (a key or folder with all below)
     std::vector<Item> after{}; // items that must be there afterwards, with this content
-    Lines commands{};          // the stand-ins' command lines, in order
+    Lines commands{};          // the stand-ins' command lines (and "done"), in order
     PropertyRows set{};        // properties the action must have set, with their values
     Lines messages{};          // the USER messages, exactly
     Lines debug{};             // what the action wrote to the debugger output, exactly
