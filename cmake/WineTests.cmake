@@ -40,21 +40,6 @@ target_link_libraries(varen_test_support PUBLIC GTest::gtest ${VAREN_SYSTEM_LIBS
 # Every test program declares Windows 10 support, so GetVersionExW reports 10.0.
 set(VAREN_TEST_MANIFEST_RC ${CMAKE_SOURCE_DIR}/tests/support/win10.rc)
 
-# One test program per tests/wine/*_test.cpp. Each also links the library's
-# objects, so it can call helpers directly (with g_hInstall set to its session);
-# actions themselves are called through the built DLL. The programs share the
-# prefix, so they run one at a time (RESOURCE_LOCK) while host tests run beside them.
-function(varen_wine_test name)
-    add_executable(${name} ${ARGN} ${VAREN_TEST_MANIFEST_RC})
-    target_link_libraries(${name} PRIVATE varen_core varen_test_support GTest::gtest_main)
-    target_compile_options(${name} PRIVATE ${VAREN_WARNINGS})
-    target_link_options(${name} PRIVATE -static)
-    add_dependencies(${name} Varen_CA standin)
-    add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
-        ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 300)
-endfunction()
-
 # The action cases (tests/cases/*.cpp, in the format of tests/support/cases.h), all in
 # one program that drives the built DLL only: no second copy of the library to patch
 # by mistake. It runs twice: the Windows 10 pass, and the Windows 7 cases with the
@@ -71,11 +56,6 @@ add_test(NAME cases_win7 COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix win7 ${
 set_tests_properties(cases cases_win7 PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
     ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 600)
 
-file(GLOB VAREN_WINE_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/wine/*_test.cpp)
-foreach(src IN LISTS VAREN_WINE_TESTS)
-    get_filename_component(name ${src} NAME_WE)
-    varen_wine_test(${name} ${src})
-endforeach()
 
 # The DLL's imports and exports, checked from the host with objdump.
 add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image

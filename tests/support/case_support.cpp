@@ -3,7 +3,6 @@
 #include "tests/support/cases.h"
 
 #include "tests/support/registry_support.h"
-#include "tests/support/folder_support.h"
 #include "tests/support/service_support.h"
 #include "tests/support/standin_support.h"
 
@@ -43,6 +42,25 @@ std::string Shown(const std::wstring& strLine) {
 
 std::wstring Folder(int iCsidl) {
     return KnownFolder(iCsidl);
+}
+
+// Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
+// ~/.local/share/Trash), shared by every prefix and reached through drive Z:.
+fs::path TrashFolder() {
+    wchar_t szData[MAX_PATH] = {};
+    const DWORD cchData = GetEnvironmentVariableW(L"XDG_DATA_HOME", szData, MAX_PATH);
+    if (cchData > 0 && cchData < MAX_PATH) {
+        std::wstring strData = szData;
+        std::replace(strData.begin(), strData.end(), L'/', L'\\');
+        return fs::path(L"Z:" + strData) / L"Trash";
+    }
+    wchar_t szHome[MAX_PATH] = {};
+    GetEnvironmentVariableW(L"WINEHOMEDIR", szHome, MAX_PATH); // "\??\Z:\home\user"
+    std::wstring strHome = szHome;
+    if (strHome.starts_with(L"\\??\\")) {
+        strHome.erase(0, 4);
+    }
+    return fs::path(strHome) / L".local" / L"share" / L"Trash";
 }
 
 // Names that go to the Recycle Bin, shared by every prefix on the machine, carry a

@@ -46,17 +46,6 @@ void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstri
     }
 }
 
-void SetString(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-               const std::wstring& strValue) {
-    SetRaw(hRoot, view, strPath, strName, REG_SZ, strValue.c_str(),
-           static_cast<DWORD>((strValue.size() + 1) * sizeof(wchar_t)));
-}
-
-void SetDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-              DWORD dwValue) {
-    SetRaw(hRoot, view, strPath, strName, REG_DWORD, &dwValue, sizeof(dwValue));
-}
-
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath) {
     HKEY hKey = Open(hRoot, view, strPath, KEY_READ);
     if (hKey) {
@@ -91,20 +80,6 @@ bool ValueExists(HKEY hRoot, View view, const std::wstring& strPath, const std::
     return ReadRaw(hRoot, view, strPath, strName).has_value();
 }
 
-std::optional<std::wstring> ReadString(HKEY hRoot, View view, const std::wstring& strPath,
-                                       const std::wstring& strName) {
-    const auto raw = ReadRaw(hRoot, view, strPath, strName);
-    if (!raw || (raw->first != REG_SZ && raw->first != REG_EXPAND_SZ)) {
-        return std::nullopt;
-    }
-    std::wstring strValue(reinterpret_cast<const wchar_t*>(raw->second.data()),
-                          raw->second.size() / sizeof(wchar_t));
-    while (!strValue.empty() && strValue.back() == L'\0') {
-        strValue.pop_back();
-    }
-    return strValue;
-}
-
 std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
                                const std::wstring& strName) {
     const auto raw = ReadRaw(hRoot, view, strPath, strName);
@@ -112,25 +87,6 @@ std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPat
         return std::nullopt;
     }
     return *reinterpret_cast<const DWORD*>(raw->second.data());
-}
-
-std::vector<std::wstring> SubKeyNames(HKEY hRoot, View view, const std::wstring& strPath) {
-    std::vector<std::wstring> names;
-    HKEY hKey = Open(hRoot, view, strPath, KEY_READ);
-    if (!hKey) {
-        return names;
-    }
-    wchar_t szName[256];
-    for (DWORD iKey = 0;; ++iKey) {
-        DWORD cchName = 256;
-        if (RegEnumKeyExW(hKey, iKey, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        names.emplace_back(szName, cchName);
-    }
-    RegCloseKey(hKey);
-    return names;
 }
 
 void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {

@@ -16,24 +16,17 @@ REGSAM ViewFlag(View view);
 const char* ViewName(View view);
 
 void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
-void SetString(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-               const std::wstring& strValue);
-void SetDword(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-              DWORD dwValue);
 // Raw data of any type and size (odd sizes, missing terminators).
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
             DWORD dwType, const void* pData, DWORD cbData);
 
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
 bool ValueExists(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
-std::optional<std::wstring> ReadString(HKEY hRoot, View view, const std::wstring& strPath,
-                                       const std::wstring& strName);
 std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
                                const std::wstring& strName);
 // Type and raw bytes of a value, for checks on exact stored data.
 std::optional<std::pair<DWORD, std::vector<BYTE>>>
 ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
-std::vector<std::wstring> SubKeyNames(HKEY hRoot, View view, const std::wstring& strPath);
 
 // Removes a key and everything below it; a missing key is fine.
 void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath);

@@ -113,7 +113,8 @@ std::wstring BuildPackage(const PackageContents& contents) {
     return strPath;
 }
 
-ActionSession::ActionSession(const PackageContents& contents) : m_strPackage(BuildPackage(contents)) {
+ActionSession::ActionSession(const PackageContents& contents)
+    : m_strPackage(BuildPackage(contents)) {
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
     MsiSetExternalUIRecord(&ActionSession::OnRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER,
                            this, nullptr);
@@ -145,14 +146,10 @@ int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRec
     MsiRecordGetStringW(hRecord, 0, strText.data(), &cchText);
     strText.resize(cchText);
     pSession->m_records.push_back({uType, strText, MsiRecordGetFieldCount(hRecord)});
-    return (uType & 0xFF000000) == INSTALLMESSAGE_USER ? pSession->m_iUserAnswer : 0;
+    return 0; // the installer decides, as with no user interface
 }
 
 UINT ActionSession::Call(const char* szName) {
-    return CallWith(szName, m_hSession);
-}
-
-UINT ActionSession::CallWith(const char* szName, MSIHANDLE hInstall) {
     using Action = UINT(__stdcall*)(MSIHANDLE);
     auto pfnAction =
         reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(m_hDll, szName)));
@@ -160,17 +157,7 @@ UINT ActionSession::CallWith(const char* szName, MSIHANDLE hInstall) {
         ADD_FAILURE() << "Varen_CA.dll does not export " << szName;
         return 0xDEADBEEF;
     }
-    return pfnAction(hInstall);
-}
-
-std::vector<std::wstring> ActionSession::Lines() const {
-    std::vector<std::wstring> lines;
-    for (const CapturedRecord& record : m_records) {
-        if ((record.uType & 0xFF000000) == INSTALLMESSAGE_INFO) {
-            lines.push_back(record.strText);
-        }
-    }
-    return lines;
+    return pfnAction(m_hSession);
 }
 
 std::wstring ActionSession::Property(const wchar_t* szName) const {
@@ -182,18 +169,6 @@ std::wstring ActionSession::Property(const wchar_t* szName) const {
     MsiGetPropertyW(m_hSession, szName, strValue.data(), &cchValue);
     strValue.resize(cchValue);
     return strValue;
-}
-
-void ActionSession::SetProperty(const wchar_t* szName, const std::wstring& strValue) {
-    ASSERT_EQ(ERROR_SUCCESS, MsiSetPropertyW(m_hSession, szName, strValue.c_str()));
-}
-
-int ActionSession::CloseLeftoverHandles() {
-    // MsiCloseAllHandles also takes the session; count it out and reopen nothing:
-    // callers use this as the last step of a test.
-    const int cClosed = static_cast<int>(MsiCloseAllHandles());
-    m_hSession = 0;
-    return cClosed - 1;
 }
 
 namespace {
@@ -249,12 +224,4 @@ void* ImportPatch::Exchange(void* pNew) {
     *m_ppSlot = pNew;
     VirtualProtect(m_ppSlot, sizeof(void*), dwProtect, &dwProtect);
     return pOld;
-}
-
-std::wstring JoinLines(const std::vector<std::wstring>& lines) {
-    std::wstring strAll;
-    for (const std::wstring& strLine : lines) {
-        strAll += L"[" + strLine + L"]\n";
-    }
-    return strAll;
 }

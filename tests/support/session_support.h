@@ -21,10 +21,6 @@ struct PackageContents {
     std::optional<PropertyRows> orxRows;
 };
 
-inline PackageContents WithProperties(PropertyRows properties) {
-    return {std::move(properties), std::nullopt};
-}
-
 // Builds PackageContents into a new .msi file in the temporary folder and returns
 // its path; the caller removes it.
 std::wstring BuildPackage(const PackageContents& contents);
@@ -45,26 +41,13 @@ class ActionSession {
     ActionSession(const ActionSession&) = delete;
     ActionSession& operator=(const ActionSession&) = delete;
 
-    // Calls the export szName of the DLL loaded for this session with hInstall
-    // (the session's own handle unless given).
+    // Calls the export szName of the DLL loaded for this session with its handle.
     UINT Call(const char* szName);
-    UINT CallWith(const char* szName, MSIHANDLE hInstall);
 
-    // The INFO lines logged since the session opened (or since ClearLines).
-    std::vector<std::wstring> Lines() const;
-    std::vector<CapturedRecord> Records() const { return m_records; }
-    void ClearLines() { m_records.clear(); }
-
+    // The INFO and USER records logged since the session opened.
+    const std::vector<CapturedRecord>& Records() const { return m_records; }
     std::wstring Property(const wchar_t* szName) const;
-    void SetProperty(const wchar_t* szName, const std::wstring& strValue);
     MSIHANDLE Handle() const { return m_hSession; }
-
-    // The answer the captured USER messages get (0 lets the installer decide).
-    void SetUserAnswer(int iAnswer) { m_iUserAnswer = iAnswer; }
-
-    // Closes every MSI handle still open in the process apart from the
-    // session's own (handles an action left open) and returns how many.
-    int CloseLeftoverHandles();
 
   private:
     static int __stdcall OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord);
@@ -73,7 +56,6 @@ class ActionSession {
     MSIHANDLE m_hSession = 0;
     HMODULE m_hDll = nullptr;
     std::vector<CapturedRecord> m_records;
-    int m_iUserAnswer = 0;
 };
 
 // Points one import of a loaded module (msi.dll!MsiSetPropertyW of Varen_CA.dll,
@@ -95,6 +77,3 @@ class ImportPatch {
     void** m_ppSlot = nullptr;
     void* m_pOriginal = nullptr;
 };
-
-// Lines of a capture as one text, one per row, for readable failure output.
-std::wstring JoinLines(const std::vector<std::wstring>& lines);

@@ -59,7 +59,9 @@ StandIn::StandIn(const std::wstring& strPath) : m_strPath(strPath) {
     }
     EXPECT_TRUE(CopyFileW((ExeFolder() + L"\\standin.exe").c_str(), strPath.c_str(), FALSE))
         << "cannot place the stand-in";
-    SetString(HKEY_CURRENT_USER, View::Native, kOverrides, m_strImage, L"native");
+    const wchar_t szNative[] = L"native";
+    SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_strImage, REG_SZ, szNative,
+           sizeof(szNative));
     m_strLog = TestTempFolder() + L"standin_" + NewGuid() + L".log";
     SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", m_strLog.c_str());
 }
@@ -67,7 +69,6 @@ StandIn::StandIn(const std::wstring& strPath) : m_strPath(strPath) {
 StandIn::~StandIn() {
     SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", nullptr);
     SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", nullptr);
-    SetEnvironmentVariableW(L"VARENCA_STANDIN_EXIT", nullptr);
     HKEY hKey = nullptr;
     if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrides, 0, KEY_SET_VALUE, &hKey) == ERROR_SUCCESS) {
         RegDeleteValueW(hKey, m_strImage.c_str());
@@ -87,10 +88,6 @@ void StandIn::SetDelay(unsigned int uMilliseconds) {
     SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", std::to_wstring(uMilliseconds).c_str());
 }
 
-void StandIn::SetExitCode(int iCode) {
-    SetEnvironmentVariableW(L"VARENCA_STANDIN_EXIT", std::to_wstring(iCode).c_str());
-}
-
 std::vector<std::wstring> StandIn::LogLines() const {
     std::vector<std::wstring> lines;
     const std::wstring strText = ReadUtf16File(m_strLog);
@@ -101,15 +98,4 @@ std::vector<std::wstring> StandIn::LogLines() const {
         iStart = iEnd + 1;
     }
     return lines;
-}
-
-std::vector<std::wstring> StandIn::CommandLines() const {
-    std::vector<std::wstring> commandLines;
-    for (const std::wstring& strLine : LogLines()) {
-        const std::wstring strCommand = strLine.substr(strLine.find(L'|') + 1);
-        if (strCommand != L"done") {
-            commandLines.push_back(strCommand);
-        }
-    }
-    return commandLines;
 }

@@ -18,11 +18,9 @@ class StandIn {
 
     // Makes each started stand-in take this long and then log "done".
     void SetDelay(unsigned int uMilliseconds);
-    void SetExitCode(int iCode);
 
-    // The command lines the stand-in (at any path) was started with, in order.
-    std::vector<std::wstring> CommandLines() const;
-    // Every line logged: "<program path>|<command line>" and "<program path>|done".
+    // Every line logged by a stand-in at any path, in order: "<program path>|<command
+    // line>", and "<program path>|done".
     std::vector<std::wstring> LogLines() const;
     const std::wstring& Path() const { return m_strPath; }
 
