@@ -131,6 +131,13 @@ std::wstring GetDriversFolder() {
 // copy goes to a fresh file beside the target and is renamed over it.
 bool CopyWhole(const std::wstring& strSource, const std::wstring& strTarget,
                const std::wstring& strTargetFolder) {
+    // The system takes a folder of at most MAX_PATH - 14 characters, leaving room
+    // for "\vcaXXXX.tmp" in the MAX_PATH buffer, and refuses a longer one; Wine
+    // would copy it past the buffer.
+    if (strTargetFolder.size() > MAX_PATH - 14) {
+        SetLastError(ERROR_BUFFER_OVERFLOW);
+        return false;
+    }
     wchar_t szTemporary[MAX_PATH] = {};
     if (GetTempFileNameW(strTargetFolder.c_str(), L"vca", 0, szTemporary) == 0) {
         return false;

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
+#include <string>
 
 using namespace cases;
 
@@ -14,6 +16,7 @@ constexpr size_t kcchBuffer = MAX_PATH;
 const std::wstring kShouldBeSet = L" should be set in CustomActionData \n";
 const std::wstring kPackages = L"SOFTWARE\\ORX Technologies\\Install\\Packages";
 const std::wstring kPid = L"W-05-000U-000-003-002-001-00-07";
+const std::wstring kAnalytics = L"SOFTWARE\\QVX\\QVXAnalytics";
 
 // A line as the log carries it: one of 520 characters or more does not fit.
 std::wstring Logged(const std::wstring& strLine) {
@@ -32,6 +35,7 @@ std::wstring LongFolder(size_t cch) {
 
 struct Reader {
     const char* szAction;
+    const char* szProperty; // names the test with the length
     std::function<Case(size_t cch)> expect;
 };
 
@@ -44,7 +48,7 @@ struct Target {
 // one that does not fit sets nothing.
 Reader HandOff(const char* szAction, UINT uFits, UINT uFails, const wchar_t* szReadFailLine,
                std::vector<Target> targets) {
-    return {szAction, [=](size_t cch) {
+    return {szAction, "INSTALLDIR", [=](size_t cch) {
                 const std::wstring strDir = LongFolder(cch);
                 const bool fFits = cch < kcchBuffer;
                 Case c;
@@ -82,7 +86,7 @@ const std::vector<Reader> kReaders = {
             {{L"DeleteVLMDir", L"Varen_CA DeleteVLMDir SetInstallDir(), "},
              {L"UpdateCfg", L"Varen_CA UpdateCfg SetInstallDir(), "}}),
     // Whatever the read left goes to the shell: a folder that does not exist.
-    {"ClearCADir",
+    {"ClearCADir", "INSTALLDIR",
      [](size_t cch) {
          const std::wstring strDir = LongFolder(cch);
          Case c;
@@ -97,7 +101,7 @@ const std::vector<Reader> kReaders = {
      }},
     // A package key name cannot be longer than 255 characters, so even a PID that
     // fits removes nothing; the other package keeps Packages and Install.
-    {"CleanRegistry",
+    {"CleanRegistry", "CustomActionData",
      [](size_t cch) {
          const std::wstring strPid = kPid + std::wstring(cch - kPid.size(), L'x');
          Case c;
@@ -124,7 +128,7 @@ const std::vector<Reader> kReaders = {
     // read with 260; each later read gets the length the one before left, at most
     // 260, so the height (as long as the width) never fits, "32" fits, and "60"
     // gets 2 and leaves "6". The mode, over 520 characters, overflows its line.
-    {"SetDisplayMode",
+    {"SetDisplayMode", "DisplayWidth and DisplayHeight",
      [](size_t cch) {
          const std::wstring strWidth(cch, L'1');
          const std::wstring strHeight(cch, L'2');
@@ -145,21 +149,57 @@ const std::vector<Reader> kReaders = {
          c.set = {{L"DisplayModeChange", strMode}};
          return c;
      }},
+    // No long value is "YES": analytics stay as they were.
+    {"DisabelAnalyticsKey", "DISABLEANALYTICS",
+     [](size_t cch) {
+         Case c;
+         c.properties = {{L"DISABLEANALYTICS", std::wstring(cch, L'Y')}};
+         c.before = {Str(N, kAnalytics, L"AnalyticsAccepted", L"true")};
+         return c;
+     }},
+    {"EnableAnalyticsKey", "DISABLEANALYTICS",
+     [](size_t cch) {
+         Case c;
+         c.properties = {{L"DISABLEANALYTICS", std::wstring(cch, L'Y')}};
+         c.before = {Str(N, kAnalytics, L"AnalyticsAccepted", L"false")};
+         c.after = {Str(N, kAnalytics, L"AnalyticsAccepted", L"true")};
+         return c;
+     }},
+    // A value, read or too long to read, is set: the client owns the installation.
+    {"CheckForClients", "LAUNCHED_FROM_CLIENT",
+     [](size_t cch) {
+         Case c;
+         c.properties = {{L"LAUNCHED_FROM_CLIENT", std::wstring(cch, L'1')}};
+         c.lines = {L"Varen_CA CheckForClients(), _QUEPStatus = Client \n"};
+         c.set = {{L"_QUEPStatus", L"Client"}};
+         return c;
+     }},
+    // Removing, with an active client and the suite installed: the client owns it.
+    {"CheckForClients", "REMOVE",
+     [](size_t cch) {
+         Case c;
+         c.properties = {{L"REMOVE", std::wstring(cch, L'A')}};
+         c.before = {
+             Str(N, L"SOFTWARE\\QUEP", L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER),
+             Dword(N, L"SOFTWARE\\QUEP", L"QUEPStatus", 1, HKEY_CURRENT_USER),
+             Str(N, L"SOFTWARE\\ORX Technologies\\Install\\PPC", L"ProductVersion", L"1.0")};
+         c.lines = {L"Varen_CA CheckForClients(), _QUEPStatus = Client \n"};
+         c.set = {{L"_QUEPStatus", L"Client"}};
+         return c;
+     }},
 };
 
 std::vector<Case> LongPropertyCases() {
-    const struct {
-        size_t cch;
-        const char* szName;
-    } kLengths[] = {{259, "259 characters"},
-                    {260, "260 characters"},
-                    {261, "261 characters"},
-                    {4000, "4000 characters"}};
+    // Test names live as long as the program, like the cases.
+    static std::deque<std::string> names;
     std::vector<Case> vecCases;
     for (const Reader& reader : kReaders) {
-        for (const auto& length : kLengths) {
-            Case c = reader.expect(length.cch);
-            c.szName = length.szName;
+        for (size_t cch : {259, 260, 261, 4000}) {
+            Case c = reader.expect(cch);
+            c.szName = names
+                           .emplace_back(std::string(reader.szProperty) + " of " +
+                                         std::to_string(cch) + " characters")
+                           .c_str();
             c.szAction = reader.szAction;
             vecCases.push_back(std::move(c));
         }
