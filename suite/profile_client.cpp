@@ -4,7 +4,9 @@
 #include "runtime/log.h"
 #include "runtime/session.h"
 #include "suite/profile_client_text.h"
+#include "runtime/records.h"
 #include "system/registry.h"
+#include "system/services.h"
 
 #include <msiquery.h>
 
@@ -14,8 +16,64 @@
 
 namespace {
 
+constexpr wchar_t kSessionManagerKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+constexpr wchar_t kPendingRenames[] = L"PendingFileRenameOperations";
+constexpr wchar_t kLauncherService[] = L"QUEPLauncher";
+// The suite's record of the client it installed; CheckForClients reads it.
+constexpr wchar_t kSuiteClientKey[] = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
 constexpr wchar_t kAnalyticsKey[] = L"SOFTWARE\\QVX\\QVXAnalytics";
 constexpr wchar_t kAnalyticsAccepted[] = L"AnalyticsAccepted";
+
+// The whole REG_MULTI_SZ data of szName, or nullopt when it is missing or of
+// another type (a value the system did not write as a list is left alone).
+std::optional<std::vector<unsigned char>> ReadMultiStringValue(HKEY hKey, const wchar_t* szName) {
+    std::vector<unsigned char> vecData;
+    DWORD dwType = REG_NONE;
+    DWORD cbData = 0;
+    LONG lResult = RegQueryValueExW(hKey, szName, nullptr, &dwType, nullptr, &cbData);
+    // The value may grow between the two calls; ask again with the new size.
+    while (lResult == ERROR_SUCCESS || lResult == ERROR_MORE_DATA) {
+        vecData.resize(cbData);
+        lResult = RegQueryValueExW(hKey, szName, nullptr, &dwType, vecData.data(), &cbData);
+        if (lResult == ERROR_SUCCESS) {
+            vecData.resize(cbData);
+            break;
+        }
+    }
+    if (lResult != ERROR_SUCCESS || dwType != REG_MULTI_SZ) {
+        return std::nullopt;
+    }
+    return vecData;
+}
+
+// Removes from the system's pending-rename list every empty string and every
+// operation on the client's folder, which an earlier uninstall queued and which
+// would delete the newly installed client at the next restart. A list with
+// nothing to drop is not written back. Failures are not reported.
+void RemoveClientPendingRenames() {
+    std::optional<std::vector<unsigned char>> data;
+    {
+        UniqueRegKey hKey;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_READ, hKey.put()) !=
+            ERROR_SUCCESS) {
+            return;
+        }
+        data = ReadMultiStringValue(hKey.get(), kPendingRenames);
+    }
+    if (!data) {
+        return;
+    }
+    const auto cleaned = CleanPendingRenames(data->data(), data->size());
+    if (!cleaned) {
+        return;
+    }
+    UniqueRegKey hKey;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_WRITE, hKey.put()) ==
+        ERROR_SUCCESS) {
+        RegSetValueExW(hKey.get(), kPendingRenames, 0, REG_MULTI_SZ, cleaned->data(),
+                       static_cast<DWORD>(cleaned->size()));
+    }
+}
 
 // Writes "AnalyticsAccepted" = szValue into the analytics key when the key
 // exists; it is never created here (the client creates it).
@@ -132,5 +190,55 @@ extern "C" UINT __stdcall TrackDVRAnalytics(MSIHANDLE hInstall) {
         return 0;
     }
     LogMessage(g_hInstall, L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = %d \n", dwTracked);
+    return 0;
+}
+
+// Deliberately does not store its handle; it logs nothing itself.
+extern "C" UINT __stdcall AfterInstallPPC(MSIHANDLE /*hInstall*/) {
+    RemoveClientPendingRenames();
+    StartNamedService(kLauncherService);
+    return 0;
+}
+
+// Stops the client's launcher before its files are replaced.
+extern "C" UINT __stdcall PreInstallPPC(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    if (!StopNamedServiceQuiet(kLauncherService)) {
+        LogMessage(g_hInstall, L"Varen_CA PreInstallPPC(), could not stop QUEPLauncher \n");
+    }
+    return 0;
+}
+
+// Records the client version the suite installed (CustomActionData) and starts
+// the launcher again.
+extern "C" UINT __stdcall PostInstallPPC(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    const std::wstring strVersion = ReadCustomActionData();
+    UniqueRegKey hKey;
+    if (strVersion.empty() ||
+        RegCreateKeyExW(HKEY_LOCAL_MACHINE, kSuiteClientKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                        hKey.put(), nullptr) != ERROR_SUCCESS ||
+        RegSetValueExW(hKey.get(), L"ProductVersion", 0, REG_SZ,
+                       reinterpret_cast<const BYTE*>(strVersion.c_str()),
+                       static_cast<DWORD>((strVersion.size() + 1) * sizeof(wchar_t))) !=
+            ERROR_SUCCESS) {
+        LogMessage(g_hInstall, L"Varen_CA PostInstallPPC(), could not record ProductVersion \n");
+    }
+    if (!StartNamedService(kLauncherService)) {
+        LogMessage(g_hInstall, L"Varen_CA PostInstallPPC(), could not start QUEPLauncher \n");
+    }
+    return 0;
+}
+
+// Stops the launcher, deletes it when its program lies in the client's folder
+// (CustomActionData), and forgets the suite's record of the client.
+extern "C" UINT __stdcall UnInstallPPC(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    const std::wstring strFolder = ReadCustomActionData();
+    if (!StopNamedServiceQuiet(kLauncherService)) {
+        LogMessage(g_hInstall, L"Varen_CA UnInstallPPC(), could not stop QUEPLauncher \n");
+    }
+    DeleteServiceIfBinaryInDirectory(kLauncherService, strFolder);
+    RemoveKeyPartInBothViews(HKEY_LOCAL_MACHINE, (std::wstring(kSuiteClientKey) + L"\\").c_str());
     return 0;
 }

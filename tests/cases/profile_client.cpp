@@ -116,4 +116,97 @@ const int kDvrCases = Register({
      .gone = {Key(N, kDvr, kHkcu)}},
 });
 
+const std::wstring kSessionManager = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+const std::wstring kPending = L"PendingFileRenameOperations";
+const std::wstring kLauncher = L"QUEPLauncher";
+const std::wstring kLauncherFolder = L"%CASE%\\PPC";
+const std::wstring kLauncherProgram = kLauncherFolder + L"\\QUEPLauncher.exe";
+const wchar_t kStarted[] = L"Service started successfully.\n";
+
+using namespace std::string_view_literals;
+
+// The pending-rename value with these UTF-16 characters (NULs included) and
+// optionally one odd byte more.
+Item Pending(std::wstring_view strList, DWORD dwType = REG_MULTI_SZ, bool fOddByte = false) {
+    const auto* pBytes = reinterpret_cast<const BYTE*>(strList.data());
+    std::vector<BYTE> data(pBytes, pBytes + strList.size() * sizeof(wchar_t));
+    if (fOddByte) {
+        data.push_back('A');
+    }
+    return Raw(N, kSessionManager, kPending, dwType, data);
+}
+
+Item Launcher(DWORD dwState) {
+    return Service(kLauncher, kLauncherProgram, L"", dwState);
+}
+
+const int kAfterInstallCases = Register({
+    {.szName = "the client's operations and every empty string go, the launcher starts",
+     .szAction = "AfterInstallPPC",
+     .before = {Pending(L"\\??\\C:\\QVX\\Performance Profile Client\\a.dll\0\0"
+                        L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0"
+                        L"\\??\\C:\\old.log\0\0"
+                        L"\\??\\C:\\n.tmp\0\\??\\C:\\QVX\\Performance Profile Client\\n.dll\0"
+                        L"Performance Profile Client\\b\0\0"sv),
+                Launcher(SERVICE_STOPPED)},
+     .after = {Pending(L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0"
+                       L"\\??\\C:\\n.tmp\0Performance Profile Client\\b\0\0"sv),
+               Launcher(SERVICE_RUNNING)},
+     .debug = {kStarted}},
+    {.szName = "nothing to drop: not rewritten, even without the list terminator",
+     .szAction = "AfterInstallPPC",
+     .before = {Pending(L"\\??\\C:\\a\0\\??\\C:\\b\0"sv), Launcher(SERVICE_RUNNING)}},
+    {.szName = "an odd byte and a last string without terminator",
+     .szAction = "AfterInstallPPC",
+     .before = {Pending(L"\\??\\C:\\a\0\0\\??\\C:\\b"sv, REG_MULTI_SZ, true)},
+     .after = {Pending(L"\\??\\C:\\a\0\\??\\C:\\b\0\0"sv)}},
+    {.szName = "a value that is no list is left alone",
+     .szAction = "AfterInstallPPC",
+     .before = {Pending(L"C:\\Performance Profile Client\\a\0\0"sv, REG_BINARY)}},
+    {.szName = "no list: none is made", .szAction = "AfterInstallPPC", .gone = {Pending(L""sv)}},
+});
+
+const wchar_t kNotStopped[] = L"could not stop QUEPLauncher \n";
+const std::wstring kPpcSibling = L"SOFTWARE\\ORX Technologies\\Install\\Packages";
+
+const int kLauncherCases = Register({
+    {.szName = "stops the launcher",
+     .szAction = "PreInstallPPC",
+     .before = {Launcher(SERVICE_RUNNING)},
+     .after = {Launcher(SERVICE_STOPPED)}},
+    {.szName = "no launcher",
+     .szAction = "PreInstallPPC",
+     .lines = {L"Varen_CA PreInstallPPC(), " + std::wstring(kNotStopped)}},
+    {.szName = "records the version and starts the launcher",
+     .szAction = "PostInstallPPC",
+     .data = L"2.1.0.5",
+     .before = {Launcher(SERVICE_STOPPED), Key(NW, kPpcSibling)},
+     .lines = {L"CustomActionData: 2.1.0.5"},
+     .after = {Str(N, kPpc, L"ProductVersion", L"2.1.0.5"), Launcher(SERVICE_RUNNING)},
+     .debug = {kStarted}},
+    {.szName = "no version, no launcher",
+     .szAction = "PostInstallPPC",
+     .lines = {L"CustomActionData: ",
+               L"Varen_CA PostInstallPPC(), could not record ProductVersion \n",
+               L"Varen_CA PostInstallPPC(), could not start QUEPLauncher \n"},
+     .gone = {Key(NW, kPpc)}},
+    {.szName = "stops and deletes the launcher in the client's folder, forgets the version",
+     .szAction = "UnInstallPPC",
+     .data = kLauncherFolder,
+     .before = {Launcher(SERVICE_RUNNING), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
+                Key(NW, kPpcSibling)},
+     .lines = {L"CustomActionData: " + kLauncherFolder,
+               L"Parent path of \"" + kLauncherProgram + L"\" is " + kLauncherFolder,
+               L"Successfully deleted QUEPLauncher"},
+     .gone = {Launcher(SERVICE_RUNNING), Key(NW, kPpc)}},
+    {.szName = "a launcher elsewhere is stopped, not deleted",
+     .szAction = "UnInstallPPC",
+     .data = L"%CASE%\\Other",
+     .before = {Launcher(SERVICE_RUNNING), Folder(L"%CASE%\\Other")},
+     .lines = {L"CustomActionData: %CASE%\\Other",
+               L"Parent path of \"" + kLauncherProgram + L"\" is " + kLauncherFolder,
+               L"\"" + kLauncherProgram + L"\" is not in directory %CASE%\\Other"},
+     .after = {Launcher(SERVICE_STOPPED)}},
+});
+
 } // namespace
