@@ -1,0 +1,171 @@
+// The install-manager hand-off and reboot state.
+#include "tests/support/cases.h"
+
+using namespace cases;
+
+namespace {
+
+const std::wstring kManager = L"SOFTWARE\\ORX Technologies\\Install\\ORX Velium Install Manager";
+const std::wstring kQvx = L"SOFTWARE\\QVX";
+const std::wstring kFolder = L"%CASE%\\IM";
+const std::wstring kProgram = kFolder + L"\\InstallManagerApp.exe";
+const std::wstring kAll = L"/IGNORE_UPGRADE /FORCE_HIDE_FIRST_RUN /UNATTENDED_UNINSTALL "
+                          L"/AUTOACCEPT_ALL /FORCE_CLOSE_WHEN_DONE /ON_REBOOT_MESSAGE:NO";
+const std::wstring kComp = L"/UNINSTALL /IGNORE_UPGRADE /ON_REBOOT_MESSAGE:NO";
+const wchar_t kNoWindow[] = L"Unable to show/hide MSI uninstall window";
+
+Item Manager(const wchar_t* szReboot, unsigned views = N) {
+    return Str(views, kManager, L"VLM_Reboot", szReboot);
+}
+Item Mode(DWORD dwMode) {
+    return Dword(N, kQvx, L"UninstallMode", dwMode, HKEY_CURRENT_USER);
+}
+
+// The installed manager: its folder registered (native view) and its program a stand-in.
+std::vector<Item> Installed(std::vector<Item> more = {}) {
+    more.push_back(Str(N, kManager, L"InstallDir", kFolder));
+    more.push_back(Program(kProgram));
+    return more;
+}
+
+// What the process launch logs around a waited-for start of the install manager.
+Lines Launched(const std::wstring& strArguments) {
+    const std::wstring strCommand = L"\"" + kProgram + L"\" " + strArguments;
+    return {kNoWindow, L"VAREN_CA Security String converted",
+            L"CreateProcess successfully launched " + strCommand +
+                L" \nWaitng for process to return...",
+            L"CreateProcess successfully returned from wait after launching " + strCommand + L" \n",
+            kNoWindow};
+}
+Lines Command(const std::wstring& strArguments) {
+    return {L"\"" + kProgram + L"\" " + strArguments};
+}
+
+BOOL WINAPI RefuseCreateProcess(LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
+                                DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION) {
+    CountFault();
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+LONG WINAPI RefuseCreateKey(HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES,
+                            PHKEY, LPDWORD) {
+    CountFault();
+    return ERROR_ACCESS_DENIED;
+}
+
+const int kLaunches = Register({
+    {.szName = "runs the manager, waits, writes mode 3 and carries YES over",
+     .szAction = "LaunchApp_UinstallAll",
+     .before = Installed({Manager(L"YES")}),
+     .lines = Launched(kAll),
+     .after = {Mode(3)},
+     .commands = Command(kAll),
+     .set = {{L"REBOOT", L"F"}}},
+    {.szName = "the shell starts the manager when the process launch fails",
+     .szAction = "LaunchApp_UinstallAll",
+     .before = Installed(),
+     .lines = {kNoWindow, L"VAREN_CA Security String converted",
+               L"\nVAREN_CA Failed to lauch >\"" + kProgram + L"\" " + kAll +
+                   L"<\n Last error return: 5\n",
+               L"Varen_CA launched the following successfully: \"" + kProgram +
+                   L"\" \nWaiting for process to end...",
+               L"Varen_CA Process: \"" + kProgram + L"\" \nsuccessfully ended launching",
+               kNoWindow},
+     .after = {Mode(3)},
+     .commands = Command(kAll),
+     .arrange =
+         [](ActionSession&) {
+             return Fault("kernel32.dll", "CreateProcessW",
+                          reinterpret_cast<void*>(&RefuseCreateProcess));
+         }},
+    {.szName = "a folder in the 32-bit view only starts nothing: 1603, still mode 3 and reboot",
+     .szAction = "LaunchApp_UinstallAll",
+     .before = {Str(W, kManager, L"InstallDir", kFolder), Manager(L"Yes")},
+     .uReturn = 1603,
+     .after = {Mode(3)},
+     .set = {{L"REBOOT", L"F"}}},
+    {.szName = "a folder that is no string starts nothing",
+     .szAction = "LaunchApp_UinstallCurrent",
+     .before = {Dword(N, kManager, L"InstallDir", 1)},
+     .uReturn = 1603,
+     .after = {Mode(1)}},
+    {.szName = "writes mode 1; No leaves REBOOT alone",
+     .szAction = "LaunchApp_UinstallCurrent",
+     .before = Installed({Manager(L"No"), Mode(3)}),
+     .lines = Launched(kAll),
+     .after = {Mode(1)},
+     .commands = Command(kAll),
+     .set = {{L"REBOOT", L""}}},
+    {.szName = "a component: no mode written; Yes only in the 32-bit view is not read",
+     .szAction = "LaunchApp_UinstallComp",
+     .before = Installed({Manager(L"Yes", W), Mode(7)}),
+     .lines = Launched(kComp),
+     .commands = Command(kComp),
+     .set = {{L"REBOOT", L""}}},
+    {.szName = "a component without the manager: 1603",
+     .szAction = "LaunchApp_UinstallComp",
+     .before = {Manager(L"yes")},
+     .uReturn = 1603,
+     .set = {{L"REBOOT", L"F"}}},
+    {.szName = "update: no reboot carried over",
+     .szAction = "LaunchApp_Update",
+     .before = Installed({Manager(L"Yes"), Mode(7)}),
+     .lines = Launched(L"/UPDATE"),
+     .commands = Command(L"/UPDATE"),
+     .set = {{L"REBOOT", L""}}},
+    {.szName = "update without the manager: 1627", .szAction = "LaunchApp_Update", .uReturn = 1627},
+});
+
+const std::wstring kAbort =
+    L"This package requires QVX Installer Setup.\nPlease obtain and install "
+    L"QVX Installer from www.qvx.com to continue installing this "
+    L"package.\nThis application will now abort.";
+const wchar_t kNotLaunched[] = L"VAREN_CA Not Launched from VLM and unable to get property";
+
+const int kLaunchedFromVLM = Register({
+    {.szName = "1 goes on",
+     .szAction = "LaunchedFromVLM",
+     .properties = {{L"LAUNCHED_FROM_VLM", L"1"}},
+     .lines = {L"VAREN_CA Launched from VLM: 1 \n"}},
+    {.szName = "any other value aborts with the message",
+     .szAction = "LaunchedFromVLM",
+     .properties = {{L"LAUNCHED_FROM_VLM", L"1 "}},
+     .uReturn = 1612,
+     .lines = {kNotLaunched},
+     .messages = {kAbort}},
+    {.szName = "undefined aborts",
+     .szAction = "LaunchedFromVLM",
+     .uReturn = 1612,
+     .lines = {kNotLaunched},
+     .messages = {kAbort}},
+    {.szName = "a value of 260 characters cannot be read and aborts",
+     .szAction = "LaunchedFromVLM",
+     .properties = {{L"LAUNCHED_FROM_VLM", L"1" + std::wstring(259, L' ')}},
+     .uReturn = 1612,
+     .lines = {kNotLaunched},
+     .messages = {kAbort}},
+});
+
+const int kResetRebootKey = Register({
+    {.szName = "writes No in both views",
+     .szAction = "ResetRebootKey",
+     .before = {Manager(L"Yes", NW), Str(NW, kManager, L"InstallDir", kFolder)},
+     .lines = {L"VAREN_CA ResetRebootKey succeeded"},
+     .after = {Manager(L"No", NW)}},
+    {.szName = "creates the key in both views",
+     .szAction = "ResetRebootKey",
+     .lines = {L"VAREN_CA ResetRebootKey succeeded"},
+     .after = {Manager(L"No", NW)}},
+    {.szName = "neither view opens: failed, 0",
+     .szAction = "ResetRebootKey",
+     .before = {Manager(L"Yes", NW)},
+     .lines = {L"VAREN_CA ResetRebootKey failed"},
+     .arrange =
+         [](ActionSession&) {
+             return Fault("advapi32.dll", "RegCreateKeyExW",
+                          reinterpret_cast<void*>(&RefuseCreateKey));
+         }},
+});
+
+} // namespace
