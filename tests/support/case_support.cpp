@@ -333,6 +333,19 @@ Item ExpandItem(Item item) {
         const auto* pBytes = reinterpret_cast<const BYTE*>(strText.data());
         item.data.assign(pBytes, pBytes + strText.size() * sizeof(wchar_t));
     }
+    if (item.kind == Item::Kind::File) {
+        // Tokens in a file's bytes become UTF-8; every other byte stays as it is.
+        std::string strBytes(item.data.begin(), item.data.end());
+        for (const auto& [strToken, strValue] : Tokens()) {
+            const std::string strNarrowToken = Narrow(strToken);
+            const std::string strNarrowValue = Narrow(strValue);
+            for (size_t i = strBytes.find(strNarrowToken); i != std::string::npos;
+                 i = strBytes.find(strNarrowToken, i + strNarrowValue.size())) {
+                strBytes.replace(i, strNarrowToken.size(), strNarrowValue);
+            }
+        }
+        item.data.assign(strBytes.begin(), strBytes.end());
+    }
     return item;
 }
 
