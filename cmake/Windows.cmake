@@ -8,7 +8,7 @@ set(VAREN_HARDENING -fstack-protector-strong)
 set(VAREN_LINK_HARDENING -static -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
 add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
 
-set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version)
+set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version setupapi)
 
 # The library's code is built once as objects: linked into the DLL, and into
 # white-box test programs that call helpers below the exports directly.

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 #include <msi.h>
+#include <setupapi.h>
 #include <shlobj.h>
 
 #include <utility>
@@ -61,6 +62,7 @@ inline HANDLE InvalidHandle() {
 using UniqueFindHandle = UniqueResource<HANDLE, &FindClose, &InvalidHandle>;
 // CreateFileW's handles: INVALID_HANDLE_VALUE means nothing was opened.
 using UniqueFileHandle = UniqueResource<HANDLE, &CloseHandle, &InvalidHandle>;
+using UniqueDevInfo = UniqueResource<HDEVINFO, &SetupDiDestroyDeviceInfoList, &InvalidHandle>;
 
 inline void FreeShellItemList(PIDLIST_ABSOLUTE pidl) {
     CoTaskMemFree(pidl);
