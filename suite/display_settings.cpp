@@ -56,7 +56,7 @@ UniqueRegKey CreateHklmKey(const std::wstring& strKey, REGSAM samAccess) {
     UniqueRegKey hKey;
     if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, strKey.c_str(), 0, nullptr, 0, samAccess, nullptr,
                         hKey.put(), nullptr) != ERROR_SUCCESS) {
-        hKey.release();
+        hKey.release(); // a failed call does not promise a null key, so nothing is closed
     }
     return hKey;
 }
@@ -373,7 +373,7 @@ extern "C" UINT __stdcall DeletePixelDirectory(MSIHANDLE hInstall) {
     if (!IsAbsolutePath(strProgramFiles)) {
         return ERROR_SUCCESS;
     }
-    // The shell gets each folder without a trailing "\" (see package_cleanup.cpp).
+    // Built without a trailing "\": the shell's delete takes a folder in that form.
     const std::wstring strPrepif = JoinFolderAndName(strProgramFiles, L"Prepif");
     const std::wstring strPixelSharp = JoinFolderAndName(strPrepif, L"HP Pixel Sharp");
     if (PathIsDirectoryW(strPixelSharp.c_str())) {
