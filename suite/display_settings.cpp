@@ -7,6 +7,7 @@
 #include "runtime/records.h"
 #include "runtime/session.h"
 #include "suite/display_settings_text.h"
+#include "system/path_text.h"
 #include "system/process.h"
 #include "system/registry.h"
 #include "system/registry_text.h"

@@ -3,16 +3,10 @@
 // adapters. No <windows.h>.
 #pragma once
 
+#include "system/path_text.h"
+
 #include <string>
 #include <string_view>
-
-// True for a path that names one place whatever the current folder and drive:
-// "X:\..." or "\\server\...". "", "name", "\name" and "X:name" are not.
-bool IsAbsolutePath(std::wstring_view strPath);
-
-// strFolder and strName joined by exactly one "\" (a trailing "\" of the folder is
-// not doubled). An empty folder gives strName alone.
-std::wstring JoinFolderAndName(std::wstring_view strFolder, std::wstring_view strName);
 
 // True for an adapter's driver property of the form "<class>\<instance>" (both
 // parts non-empty, one "\"): only such a name, joined onto the class key, names a

@@ -39,14 +39,6 @@ bool IsHexDigit(wchar_t ch) {
 
 } // namespace
 
-std::wstring JoinFolderAndName(std::wstring_view strFolder, std::wstring_view strName) {
-    std::wstring strPath(strFolder);
-    if (strPath.empty() || (strPath.back() != L'\\' && strPath.back() != L'/')) {
-        strPath += L'\\';
-    }
-    return strPath.append(strName);
-}
-
 bool IsProductCode(std::wstring_view strCode) {
     constexpr std::wstring_view kPattern = L"{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}";
     if (strCode.size() != kPattern.size()) {

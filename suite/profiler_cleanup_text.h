@@ -3,13 +3,11 @@
 // programs. No <windows.h>.
 #pragma once
 
+#include "system/path_text.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
-
-// strFolder and strName joined by one "\": none is added when the folder already
-// ends in "\" or "/".
-std::wstring JoinFolderAndName(std::wstring_view strFolder, std::wstring_view strName);
 
 // True for a product code in registry form: "{" 8-4-4-4-12 hexadecimal digits "}".
 // Anything else (a path, a name with "\", a GUID without braces) is not one and
