@@ -5,7 +5,14 @@
 #include "runtime/record_text.h"
 #include "runtime/records.h"
 #include "runtime/session.h"
+#include "system/process.h"
+#include "system/registry.h"
 #include "system/service_text.h"
+
+#include <initguid.h>
+
+#include <devguid.h>
+#include <setupapi.h>
 
 #include <cstdio>
 #include <vector>
@@ -146,6 +153,74 @@ bool QueryBinaryPath(SC_HANDLE hService, std::wstring& strBinary) {
     return true;
 }
 
+constexpr wchar_t kEeuService[] = L"QVX External Events Utility";
+
+// The A4 install directory: HKLM "SOFTWARE\ORX\A4" "InstallDir", native view first.
+std::wstring GetA4InstallDir() {
+    for (const REGSAM samView : {static_cast<REGSAM>(0), static_cast<REGSAM>(KEY_WOW64_32KEY)}) {
+        UniqueRegKey hKey;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\ORX\\A4", 0, KEY_READ | samView,
+                          hKey.put()) == ERROR_SUCCESS) {
+            const std::optional<std::wstring> strDir =
+                QueryStringValue(hKey.get(), L"InstallDir", (MAX_PATH - 1) * sizeof(wchar_t));
+            if (strDir && !strDir->empty()) {
+                return *strDir;
+            }
+        }
+    }
+    return {};
+}
+
+// StartA4Service and StopA4Service: run the A4 directory's AdaptiveSleepService.exe
+// with szSwitch and wait for it.
+UINT RunAdaptiveSleepService(MSIHANDLE hInstall, const wchar_t* szAction, const wchar_t* szSwitch) {
+    g_hInstall = hInstall;
+    const std::wstring strDir = GetA4InstallDir();
+    if (strDir.empty()) {
+        LogMessage(g_hInstall, L"VAREN_CA %s: no A4 install directory registered \n", szAction);
+        return ERROR_SUCCESS;
+    }
+    const bool fSeparator = strDir.back() != L'\\' && strDir.back() != L'/';
+    const std::wstring strProgram =
+        strDir + (fSeparator ? L"\\" : L"") + L"AdaptiveSleepService.exe";
+    if (GetFileAttributesW(strProgram.c_str()) == INVALID_FILE_ATTRIBUTES) {
+        LogMessage(g_hInstall, L"VAREN_CA %s: %s not found \n", szAction, strProgram.c_str());
+        return ERROR_SUCCESS;
+    }
+    std::wstring strCommand = L"\"" + strProgram + L"\" " + szSwitch;
+    const std::wstring strShown = strCommand;
+    LogMessage(g_hInstall,
+               LaunchProcess(strCommand.data(), L"", true, INFINITE)
+                   ? L"VAREN_CA %s: running %s \n"
+                   : L"VAREN_CA %s: could not run %s \n",
+               szAction, strShown.c_str());
+    return ERROR_SUCCESS;
+}
+
+// True when a present display device's manufacturer, lower-cased, contains "qvx".
+bool HasQvxDisplayDevice() {
+    const HDEVINFO hDevices =
+        SetupDiGetClassDevsW(&GUID_DEVCLASS_DISPLAY, nullptr, nullptr, DIGCF_PRESENT);
+    if (hDevices == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    bool fFound = false;
+    SP_DEVINFO_DATA device = {};
+    device.cbSize = sizeof(device);
+    for (DWORD iDevice = 0; !fFound && SetupDiEnumDeviceInfo(hDevices, iDevice, &device);
+         ++iDevice) {
+        wchar_t szMaker[MAX_PATH] = {};
+        if (SetupDiGetDeviceRegistryPropertyW(hDevices, &device, SPDRP_MFG, nullptr,
+                                              reinterpret_cast<BYTE*>(szMaker),
+                                              sizeof(szMaker) - sizeof(wchar_t), nullptr)) {
+            CharLowerW(szMaker);
+            fFound = wcsstr(szMaker, L"qvx") != nullptr;
+        }
+    }
+    SetupDiDestroyDeviceInfoList(hDevices);
+    return fFound;
+}
+
 } // namespace
 
 bool StartNamedService(const wchar_t* szService) {
@@ -277,7 +352,7 @@ void DeleteServiceIfBinaryInDirectory(const std::wstring& strService,
 
 // Reports to the debugger output only, so the session slot is left as it is.
 extern "C" UINT __stdcall StartEEUService([[maybe_unused]] MSIHANDLE hInstall) {
-    StartNamedService(L"QVX External Events Utility");
+    StartNamedService(kEeuService);
     return ERROR_SUCCESS;
 }
 
@@ -287,5 +362,45 @@ extern "C" UINT __stdcall DeleteServiceIfBinaryIsInDirectory(MSIHANDLE hInstall)
     g_hInstall = hInstall;
     const std::wstring strData = ReadCustomActionData();
     DeleteServiceIfBinaryInDirectory(GetServiceName(strData), GetDirectoryOfBinary(strData));
+    return ERROR_SUCCESS;
+}
+
+// Deferred, after the A4 files are installed; always 0.
+extern "C" UINT __stdcall StartA4Service(MSIHANDLE hInstall) {
+    return RunAdaptiveSleepService(hInstall, L"StartA4Service", L"/start");
+}
+
+// Deferred, before the A4 files are removed; a clean-up step, always 0.
+extern "C" UINT __stdcall StopA4Service(MSIHANDLE hInstall) {
+    return RunAdaptiveSleepService(hInstall, L"StopA4Service", L"/stop");
+}
+
+// Deferred: removes the EEU service from a machine without the maker's display
+// hardware. A clean-up step, always 0.
+extern "C" UINT __stdcall StopandDeleteEEU(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    if (HasQvxDisplayDevice()) {
+        LogMessage(g_hInstall,
+                   L"VAREN_CA StopandDeleteEEU: a QVX display device is present, the EEU service "
+                   L"stays \n");
+        return ERROR_SUCCESS;
+    }
+    StopNamedServiceQuiet(kEeuService);
+    const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    const UniqueServiceHandle hService(hManager ? OpenServiceW(hManager.get(), kEeuService, DELETE)
+                                                : nullptr);
+    if (!hService) {
+        LogMessage(g_hInstall,
+                   L"VAREN_CA StopandDeleteEEU: no QVX display device, the EEU service is not "
+                   L"installed \n");
+    } else if (DeleteService(hService.get())) {
+        LogMessage(g_hInstall,
+                   L"VAREN_CA StopandDeleteEEU: no QVX display device, EEU service deleted \n");
+    } else {
+        LogMessage(g_hInstall,
+                   L"VAREN_CA StopandDeleteEEU: no QVX display device, the EEU service could not "
+                   L"be deleted, error %d \n",
+                   GetLastError());
+    }
     return ERROR_SUCCESS;
 }

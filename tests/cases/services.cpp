@@ -2,6 +2,10 @@
 // in a given folder, on real services of the test service program.
 #include "tests/support/cases.h"
 
+#include <setupapi.h>
+
+#include <cstring>
+
 using namespace cases;
 
 namespace {
@@ -110,6 +114,70 @@ const int kDeleteServiceIfBinaryIsInDirectory = Register({
      .data = Data(L"", kFolder),
      .before = {Target()},
      .lines = {L"CustomActionData: " + Data(L"", kFolder), L"Empty service name provided"}},
+});
+
+const std::wstring kA4Key = L"SOFTWARE\\ORX\\A4";
+const std::wstring kA4Program = L"%CASE%\\A4\\AdaptiveSleepService.exe";
+
+const int kA4Service = Register({
+    {.szName = "runs the program with start and waits",
+     .szAction = "StartA4Service",
+     .before = {Str(N, kA4Key, L"InstallDir", L"%CASE%\\A4\\"), Program(kA4Program)},
+     .lines = {L"VAREN_CA StartA4Service: running \"" + kA4Program + L"\" /start \n"},
+     .commands = {L"\"" + kA4Program + L"\" /start"}},
+    {.szName = "a directory in the 32-bit view is found too",
+     .szAction = "StopA4Service",
+     .before = {Str(W, kA4Key, L"InstallDir", L"%CASE%\\A4"), Program(kA4Program)},
+     .lines = {L"VAREN_CA StopA4Service: running \"" + kA4Program + L"\" /stop \n"},
+     .commands = {L"\"" + kA4Program + L"\" /stop"}},
+    {.szName = "no program in the directory",
+     .szAction = "StopA4Service",
+     .before = {Str(N, kA4Key, L"InstallDir", L"%CASE%\\A4"), Folder(L"%CASE%\\A4")},
+     .lines = {L"VAREN_CA StopA4Service: " + kA4Program + L" not found \n"}},
+    {.szName = "no directory registered",
+     .szAction = "StartA4Service",
+     .before = {Dword(N, kA4Key, L"InstallDir", 1)},
+     .lines = {L"VAREN_CA StartA4Service: no A4 install directory registered \n"}},
+});
+
+BOOL WINAPI ReportQvxMaker(HDEVINFO, PSP_DEVINFO_DATA, DWORD, PDWORD, PBYTE pBuffer, DWORD cbBuffer,
+                           PDWORD) {
+    CountFault();
+    const wchar_t szMaker[] = L"QVX Corporation";
+    if (cbBuffer < sizeof(szMaker)) {
+        return FALSE;
+    }
+    memcpy(pBuffer, szMaker, sizeof(szMaker));
+    return TRUE;
+}
+
+const int kStopandDeleteEEU = Register({
+    {.szName = "no QVX display: the running service is stopped and deleted",
+     .szAction = "StopandDeleteEEU",
+     .before = {Eeu(L"", SERVICE_RUNNING),
+                Service(kSibling, kSiblingProgram, L"", SERVICE_RUNNING)},
+     .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, EEU service deleted \n"},
+     .gone = {Eeu(L"", SERVICE_STOPPED)}},
+    {.szName = "a QVX display keeps the service",
+     .szAction = "StopandDeleteEEU",
+     .before = {Eeu(L"", SERVICE_RUNNING)},
+     .lines = {L"VAREN_CA StopandDeleteEEU: a QVX display device is present, the EEU service "
+               L"stays \n"},
+     .arrange =
+         [](ActionSession&) {
+             return Fault("setupapi.dll", "SetupDiGetDeviceRegistryPropertyW",
+                          reinterpret_cast<void*>(&ReportQvxMaker));
+         }},
+    {.szName = "no service to delete",
+     .szAction = "StopandDeleteEEU",
+     .before = {Service(kSibling, kSiblingProgram)},
+     .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, the EEU service is not "
+               L"installed \n"}},
+    {.szName = "a service that refuses to stop is marked for deletion and runs on",
+     .szAction = "StopandDeleteEEU",
+     .before = {Eeu(L"refuse", SERVICE_RUNNING)},
+     .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, EEU service deleted \n"},
+     .after = {Eeu(L"refuse", SERVICE_RUNNING)}},
 });
 
 } // namespace
