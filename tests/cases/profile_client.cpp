@@ -136,8 +136,12 @@ Item Pending(std::wstring_view strList, DWORD dwType = REG_MULTI_SZ, bool fOddBy
     return Raw(N, kSessionManager, kPending, dwType, data);
 }
 
-Item Launcher(DWORD dwState) {
-    return Service(kLauncher, kLauncherProgram, L"", dwState);
+// A stop is answered before the service ends (slowstop): a service that ends as it
+// answers can lose the answer under Wine when the machine is busy.
+const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
+
+Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
+    return Service(kLauncher, kLauncherProgram, strBehaviour, dwState);
 }
 
 const int kAfterInstallCases = Register({
@@ -172,8 +176,8 @@ const std::wstring kPpcSibling = L"SOFTWARE\\ORX Technologies\\Install\\Packages
 const int kLauncherCases = Register({
     {.szName = "stops the launcher",
      .szAction = "PreInstallPPC",
-     .before = {Launcher(SERVICE_RUNNING)},
-     .after = {Launcher(SERVICE_STOPPED)}},
+     .before = {Launcher(SERVICE_RUNNING, kSlowStop)},
+     .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
     {.szName = "no launcher",
      .szAction = "PreInstallPPC",
      .lines = {L"Varen_CA PreInstallPPC(), " + std::wstring(kNotStopped)}},
@@ -193,20 +197,22 @@ const int kLauncherCases = Register({
     {.szName = "stops and deletes the launcher in the client's folder, forgets the version",
      .szAction = "UnInstallPPC",
      .data = kLauncherFolder,
-     .before = {Launcher(SERVICE_RUNNING), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
+     .before = {Launcher(SERVICE_RUNNING, kSlowStop), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
                 Key(NW, kPpcSibling)},
      .lines = {L"CustomActionData: " + kLauncherFolder,
-               L"Parent path of \"" + kLauncherProgram + L"\" is " + kLauncherFolder,
+               L"Parent path of \"" + kLauncherProgram + L"\" " + kSlowStop + L" is " +
+                   kLauncherFolder,
                L"Successfully deleted QUEPLauncher"},
-     .gone = {Launcher(SERVICE_RUNNING), Key(NW, kPpc)}},
+     .gone = {Launcher(SERVICE_RUNNING, kSlowStop), Key(NW, kPpc)}},
     {.szName = "a launcher elsewhere is stopped, not deleted",
      .szAction = "UnInstallPPC",
      .data = L"%CASE%\\Other",
-     .before = {Launcher(SERVICE_RUNNING), Folder(L"%CASE%\\Other")},
-     .lines = {L"CustomActionData: %CASE%\\Other",
-               L"Parent path of \"" + kLauncherProgram + L"\" is " + kLauncherFolder,
-               L"\"" + kLauncherProgram + L"\" is not in directory %CASE%\\Other"},
-     .after = {Launcher(SERVICE_STOPPED)}},
+     .before = {Launcher(SERVICE_RUNNING, kSlowStop), Folder(L"%CASE%\\Other")},
+     .lines =
+         {L"CustomActionData: %CASE%\\Other",
+          L"Parent path of \"" + kLauncherProgram + L"\" " + kSlowStop + L" is " + kLauncherFolder,
+          L"\"" + kLauncherProgram + L"\" " + kSlowStop + L" is not in directory %CASE%\\Other"},
+     .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
 });
 
 } // namespace
