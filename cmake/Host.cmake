@@ -29,3 +29,7 @@ if(VAREN_FUZZ)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     endforeach()
 endif()
+
+# Every export has a section in the actions reference, and every section names an export.
+add_test(NAME actions_reference COMMAND ${CMAKE_SOURCE_DIR}/tests/check-actions-reference
+    ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def ${CMAKE_SOURCE_DIR}/docs/actions.md)
