@@ -27,3 +27,19 @@ target_link_options(Varen_CA PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -
 target_link_libraries(Varen_CA PRIVATE ${VAREN_SYSTEM_LIBS})
 
 include(${CMAKE_CURRENT_LIST_DIR}/WineTests.cmake)
+
+# varen-ca-run: calls one export in an installer session and shows its lines, return
+# and changes; --help lists the exports with their contracts, taken from the reference.
+set(VAREN_HELP_HEADER ${CMAKE_BINARY_DIR}/generated/packaging/actions_help.h)
+add_custom_command(OUTPUT ${VAREN_HELP_HEADER}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/generated/packaging
+    COMMAND awk -v header=${VAREN_HELP_HEADER} -f ${CMAKE_SOURCE_DIR}/packaging/contracts.awk
+        ${CMAKE_SOURCE_DIR}/docs/actions.md
+    DEPENDS ${CMAKE_SOURCE_DIR}/docs/actions.md ${CMAKE_SOURCE_DIR}/packaging/contracts.awk
+    VERBATIM)
+add_executable(varen-ca-run ${CMAKE_SOURCE_DIR}/packaging/varen-ca-run.cpp ${VAREN_HELP_HEADER})
+target_include_directories(varen-ca-run PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
+target_compile_options(varen-ca-run PRIVATE ${VAREN_WARNINGS})
+target_link_options(varen-ca-run PRIVATE -static -municode)
+target_link_libraries(varen-ca-run PRIVATE msi advapi32 rpcrt4 ole32)
+add_dependencies(varen-ca-run Varen_CA)

@@ -25,12 +25,6 @@ target_compile_options(varen_service PRIVATE ${VAREN_WARNINGS})
 target_link_options(varen_service PRIVATE -static -municode)
 target_link_libraries(varen_service PRIVATE advapi32 shell32)
 
-# Calls actions in a session on a given package and prints their return values (the demo uses it).
-add_executable(action_runner ${CMAKE_SOURCE_DIR}/tests/support/action_runner.cpp)
-target_compile_options(action_runner PRIVATE ${VAREN_WARNINGS})
-target_link_options(action_runner PRIVATE -static -municode)
-target_link_libraries(action_runner PRIVATE msi)
-
 file(GLOB VAREN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/support/*_support.cpp)
 add_library(varen_test_support STATIC ${VAREN_SUPPORT_SOURCES})
 target_include_directories(varen_test_support PUBLIC ${CMAKE_SOURCE_DIR})
