@@ -7,6 +7,7 @@
 #include "runtime/records.h"
 #include "runtime/session.h"
 #include "suite/display_settings_text.h"
+#include "system/file_copy.h"
 #include "system/path_text.h"
 #include "system/process.h"
 #include "system/registry.h"
@@ -105,11 +106,10 @@ std::optional<std::vector<BYTE>> ReadBlacklistFile(const std::wstring& strPath) 
     return vecData;
 }
 
-// Copies strSource to strTarget in strFolder (created when missing) through a new
-// file beside the target, renamed over it at the end, so that the target is never
-// half written. Returns the system error, 0 on success.
-DWORD CopyWholeFile(const std::wstring& strSource, const std::wstring& strFolder,
-                    const std::wstring& strTarget) {
+// Copies strSource to strTarget in strFolder (created when missing), never leaving
+// the target half written. Returns the system error, 0 on success.
+DWORD CopyBlacklistFile(const std::wstring& strSource, const std::wstring& strFolder,
+                        const std::wstring& strTarget) {
     if (!IsAbsolutePath(strSource) || strFolder.empty()) {
         return ERROR_BAD_PATHNAME;
     }
@@ -119,18 +119,7 @@ DWORD CopyWholeFile(const std::wstring& strSource, const std::wstring& strFolder
     if (!CreateDirectoryW(strFolder.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
         return GetLastError();
     }
-    wchar_t szPartial[MAX_PATH] = {};
-    if (GetTempFileNameW(strFolder.c_str(), L"pbl", 0, szPartial) == 0) {
-        return GetLastError();
-    }
-    if (CopyFileW(strSource.c_str(), szPartial, FALSE) &&
-        MoveFileExW(szPartial, strTarget.c_str(),
-                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        return ERROR_SUCCESS;
-    }
-    const DWORD dwError = GetLastError();
-    DeleteFileW(szPartial); // this action's own partial copy, never anything else
-    return dwError;
+    return CopyWhole(strSource, strTarget, strFolder) ? ERROR_SUCCESS : GetLastError();
 }
 
 // The driver keys (below the class key) of the present display adapters. The
@@ -279,7 +268,7 @@ extern "C" UINT __stdcall CopyPXFile(MSIHANDLE hInstall) {
     const std::wstring strSource = JoinFolderAndName(ReadCustomActionData(), kBlacklistFileName);
     const std::wstring strFolder = GetBlacklistFolder();
     const std::wstring strTarget = GetBlacklistFile();
-    const DWORD dwError = CopyWholeFile(strSource, strFolder, strTarget);
+    const DWORD dwError = CopyBlacklistFile(strSource, strFolder, strTarget);
     if (dwError != ERROR_SUCCESS) {
         LogMessage(g_hInstall, L"VAREN_CA: CopyPXFile failed to copy %s to %s, error %u  \n",
                    strSource.c_str(), strTarget.c_str(), dwError);

@@ -10,6 +10,7 @@
 #include "runtime/records.h"
 #include "runtime/session.h"
 #include "suite/profiler_cleanup_text.h"
+#include "system/file_copy.h"
 #include "system/process.h"
 #include "system/registry.h"
 
@@ -125,31 +126,6 @@ std::wstring GetDriversFolder() {
         return {};
     }
     return std::wstring(szSystem, cchSystem) + L"\\Drivers";
-}
-
-// Copies strSource over strTarget so that the target is never half written: the
-// copy goes to a fresh file beside the target and is renamed over it.
-bool CopyWhole(const std::wstring& strSource, const std::wstring& strTarget,
-               const std::wstring& strTargetFolder) {
-    // The system takes a folder of at most MAX_PATH - 14 characters, leaving room
-    // for "\vcaXXXX.tmp" in the MAX_PATH buffer, and refuses a longer one; Wine
-    // would copy it past the buffer.
-    if (strTargetFolder.size() > MAX_PATH - 14) {
-        SetLastError(ERROR_BUFFER_OVERFLOW);
-        return false;
-    }
-    wchar_t szTemporary[MAX_PATH] = {};
-    if (GetTempFileNameW(strTargetFolder.c_str(), L"vca", 0, szTemporary) == 0) {
-        return false;
-    }
-    if (CopyFileW(strSource.c_str(), szTemporary, FALSE) &&
-        MoveFileExW(szTemporary, strTarget.c_str(), MOVEFILE_REPLACE_EXISTING)) {
-        return true;
-    }
-    const DWORD dwError = GetLastError();
-    DeleteFileW(szTemporary);
-    SetLastError(dwError);
-    return false;
 }
 
 // The help library manager of the 32-bit program files folder, or "" with a
