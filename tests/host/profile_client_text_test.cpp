@@ -29,15 +29,9 @@ TEST(SplitMultiString, DamagedDataReadsAsFarAsItGoes) {
         {Utf16(L"a\0b\0\0"sv), {L"a", L"b"}},
         {Utf16(L"a\0\0b\0c\0\0"sv), {L"a", L"", L"b", L"c"}}, // a deletion keeps its ""
         {Utf16(L"a\0\0\0"sv), {L"a", L""}},
-        {Utf16(L"a\0b\0"sv), {L"a", L"b"}}, // no list terminator
-        {Utf16(L"a\0bc"sv), {L"a", L"bc"}}, // no final terminator at all
-        {[] {
-             Bytes d = Utf16(L"a\0b\0\0"sv);
-             d.push_back('x');
-             return d;
-         }(),
-         {L"a", L"b"}},
-        {{'x'}, {}},                                   // one odd byte
+        {Utf16(L"a\0b\0"sv), {L"a", L"b"}},            // no list terminator
+        {Utf16(L"a\0bc"sv), {L"a", L"bc"}},            // no final terminator at all
+        {{'a', 0, 0, 0, 'x'}, {L"a"}},                 // an odd byte more
         {{0xE9, 0x00, 0x3B, 0x26}, {L"\u00E9\u263B"}}, // units beyond ASCII
     };
     for (const auto& c : cases) {
@@ -45,68 +39,6 @@ TEST(SplitMultiString, DamagedDataReadsAsFarAsItGoes) {
             << c.data.size() << " bytes";
     }
     EXPECT_EQ(Strings{}, SplitMultiString(nullptr, 8));
-}
-
-TEST(JoinMultiString, RoundTripsWhatItWrites) {
-    for (const Strings& strings :
-         {Strings{}, Strings{L"a"}, Strings{L"\\??\\C:\\x", L"", L"b", L"c"}}) {
-        const Bytes data = JoinMultiString(strings);
-        EXPECT_EQ(strings, SplitMultiString(data.data(), data.size()));
-    }
-    EXPECT_EQ(Utf16(L"ab\0c\0\0"sv), JoinMultiString({L"ab", L"c"}));
-    EXPECT_EQ(Utf16(L"\0"sv), JoinMultiString({}));
-}
-
-TEST(CleanPendingRenames, DropsEmptiesAndClientOperationsOneByOne) {
-    const std::wstring strClient =
-        L"\\??\\C:\\Program Files\\QVX\\Performance Profile Client\\a.dll";
-    const struct {
-        const char* szWhat;
-        Strings before;
-        std::optional<Strings> after; // nullopt: left as it is
-    } cases[] = {
-        {"other files only", {L"\\??\\C:\\a", L"\\??\\C:\\b"}, std::nullopt},
-        {"nothing at all", {}, std::nullopt},
-        {"a deletion loses its empty destination", {L"\\??\\C:\\a", L""}, Strings{L"\\??\\C:\\a"}},
-        {"the client's source goes, its destination stays",
-         {strClient, L"\\??\\C:\\dest", L"\\??\\C:\\x", L"\\??\\C:\\y"},
-         Strings{L"\\??\\C:\\dest", L"\\??\\C:\\x", L"\\??\\C:\\y"}},
-        {"a client deletion goes whole", {strClient, L"", L"k"}, Strings{L"k"}},
-        {"the name without its backslash stays",
-         {L"Performance Profile Client\\a.dll", L"x"},
-         std::nullopt},
-        {"the marker alone, 27 characters", {L"\\Performance Profile Client"}, Strings{}},
-        {"case matters", {L"C:\\performance profile client\\a"}, std::nullopt},
-    };
-    for (const auto& c : cases) {
-        const Bytes data = JoinMultiString(c.before);
-        const auto cleaned = CleanPendingRenames(data.data(), data.size());
-        ASSERT_EQ(c.after.has_value(), cleaned.has_value()) << c.szWhat;
-        if (cleaned) {
-            EXPECT_EQ(JoinMultiString(*c.after), *cleaned) << c.szWhat;
-        }
-    }
-}
-
-TEST(DecideClientOwner, ClientOwnsWhenItLaunchedOrStillNeedsTheClient) {
-    // launched from the client, removing, QUEPClient, QUEPStatus, suite installed: owner
-    const struct {
-        ClientFacts facts;
-        const wchar_t* szOwner;
-    } cases[] = {
-        {{false, false, L"", std::nullopt, false}, L"Suite"},
-        {{true, false, L"", std::nullopt, true}, L"Client"},
-        {{false, false, L"QUEP", 1, false}, L"Client"},
-        {{false, false, L"QUEP", 1, true}, L"Suite"},
-        {{false, true, L"QUEP", 1, true}, L"Client"},
-        {{false, true, L"QUEP", 0, false}, L"Suite"},
-        {{false, true, L"QUEP", std::nullopt, false}, L"Suite"},
-        {{false, true, L"", 1, false}, L"Suite"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_STREQ(c.szOwner, DecideClientOwner(c.facts))
-            << c.facts.fLaunchedFromClient << c.facts.fRemoving << c.facts.fSuiteInstalled;
-    }
 }
 
 } // namespace
