@@ -62,19 +62,21 @@ extern "C" UINT __stdcall launchKdbsync_CA(MSIHANDLE) {
 }
 
 // Sends INSTALLDIR to the Recycle Bin. Returns 1 when the shell removed it, else 0.
+// A failed read leaves part of the value in the buffer (the first 259 characters
+// of a longer one, which can name its parent): that is never removed.
 extern "C" UINT __stdcall ClearCADir(MSIHANDLE hInstall) {
     g_hInstall = hInstall;
     // The start line names the hand-off action GetInstallCADir, as packages' logs
     // have always shown it.
     LogMessage(g_hInstall, L"Varen_CA GetInstallCADir() start");
     PropertyBuffer szInstallDir = {};
-    if (ReadProperty(g_hInstall, L"INSTALLDIR", szInstallDir) != ERROR_SUCCESS) {
+    const bool fRead = ReadProperty(g_hInstall, L"INSTALLDIR", szInstallDir) == ERROR_SUCCESS;
+    if (!fRead) {
         LogMessage(g_hInstall, L"VAREN_CA Could not get INSTALLDIR  \n");
     } else {
         LogMessage(g_hInstall, L"VAREN_CA ClearCADir: %s \n", szInstallDir);
     }
-    // Whatever the buffer holds goes to the shell, also after a failed read.
-    if (!RemovePathViaShell(szInstallDir, 0)) {
+    if (!fRead || !RemovePathViaShell(szInstallDir, 0)) {
         LogMessage(g_hInstall, L"VAREN_CA can not ClearCADir: %s \n", szInstallDir);
         return 0;
     }

@@ -16,7 +16,6 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -46,10 +45,7 @@ bool RemoveLegacyUninstallFolder() {
     if (!PathFileExistsW(strFolder.c_str())) {
         return true;
     }
-    // The shell gets the folder without its trailing backslash: Wine's Recycle
-    // Bin reports success for such a path and leaves the folder where it is.
-    const std::wstring strShellPath = strFolder.substr(0, strFolder.size() - 1);
-    if (!RemovePathViaShell(strShellPath.c_str(), 0)) {
+    if (!RemovePathViaShell(strFolder.c_str(), 0)) {
         return false;
     }
     LogMessage(g_hInstall, L"Varen_CA CleanUninstallerFiles folder deleted\n");
@@ -135,10 +131,10 @@ std::vector<std::wstring> ListBrandingEntries(const std::wstring& strFolder) {
     return vecEntries;
 }
 
-// Entries are removed in their listed form.
+// Entries are listed with "/"; the removal routines hand them on with "\".
 void DeleteBrandingEntry(const std::wstring& strEntry) {
     if (!PathIsDirectoryW(strEntry.c_str())) {
-        _wremove(strEntry.c_str()); // a file that cannot be removed is left as it is
+        RemoveFile(strEntry.c_str()); // a file that cannot be removed is left as it is
         return;
     }
     RemovePathViaShell(strEntry.c_str(), 1);
@@ -261,10 +257,14 @@ extern "C" UINT __stdcall DeletePyraRegistry(MSIHANDLE hInstall) {
 
 // Does not store its handle and logs nothing. Deletes the entries of the
 // settings application's branding folder except those the retained list keeps.
+// A folder the removal guard refuses (relative, a root, a system folder) is not
+// emptied: its entries on their own would each pass.
 extern "C" UINT __stdcall DeleteandRetainValues(MSIHANDLE /*hInstall*/) {
     CollectRetainedNames();
     const std::wstring strFolder = GetBrandingFolder();
-    if (!PathFileExistsW(strFolder.c_str())) {
+    std::wstring strChecked;
+    if (!PathFileExistsW(strFolder.c_str()) ||
+        CheckRemovalTarget(strFolder.c_str(), strChecked) != 0) {
         return 0;
     }
     for (const std::wstring& strEntry : ListBrandingEntries(strFolder)) {

@@ -1,5 +1,66 @@
 #include "system/removal_text.h"
 
+#include <algorithm>
+
+namespace {
+
+bool IsAsciiLetter(wchar_t ch) {
+    return (ch >= L'A' && ch <= L'Z') || (ch >= L'a' && ch <= L'z');
+}
+
+// The length of the part of strPath that names a drive ("X:") or a share
+// ("\\server\share"), or 0 when it starts with neither.
+size_t RootPrefixLength(std::wstring_view strPath) {
+    if (strPath.size() >= 3 && IsAsciiLetter(strPath[0]) && strPath[1] == L':' &&
+        strPath[2] == L'\\') {
+        return 2;
+    }
+    // "\\?\" and "\\.\" reach devices and skip the path rules: never a share.
+    if (strPath.size() < 3 || strPath.substr(0, 2) != L"\\\\" || strPath[2] == L'\\' ||
+        strPath[2] == L'.') {
+        return 0;
+    }
+    const size_t iShare = strPath.find(L'\\', 2);
+    if (iShare == std::wstring_view::npos || iShare + 1 == strPath.size() ||
+        strPath[iShare + 1] == L'\\') {
+        return 0; // a server without a share
+    }
+    return std::min(strPath.find(L'\\', iShare + 1), strPath.size());
+}
+
+} // namespace
+
+RemovalPath ClassifyRemovalPath(std::wstring_view strPath) {
+    RemovalPath path = {RemovalPathKind::Invalid, std::wstring(strPath)};
+    std::wstring& strTarget = path.strTarget;
+    std::replace(strTarget.begin(), strTarget.end(), L'/', L'\\');
+    if (strTarget.empty()) {
+        path.kind = RemovalPathKind::Empty;
+        return path;
+    }
+    const size_t cchPrefix = RootPrefixLength(strTarget);
+    if (cchPrefix == 0 || strTarget.find_first_of(L"*?<>") != std::wstring::npos) {
+        return path;
+    }
+    while (strTarget.size() > cchPrefix && strTarget.back() == L'\\') {
+        strTarget.pop_back();
+    }
+    if (strTarget.size() == cchPrefix) {
+        path.kind = RemovalPathKind::Root;
+        return path;
+    }
+    for (size_t iPart = cchPrefix + 1; iPart <= strTarget.size();) {
+        const size_t iEnd = std::min(strTarget.find(L'\\', iPart), strTarget.size());
+        const std::wstring_view strPart = std::wstring_view(strTarget).substr(iPart, iEnd - iPart);
+        if (strPart == L"." || strPart == L"..") {
+            return path;
+        }
+        iPart = iEnd + 1;
+    }
+    path.kind = RemovalPathKind::Removable;
+    return path;
+}
+
 std::wstring BuildShellDeleteSource(std::wstring_view strPath, bool fDropTrailingQuote) {
     std::wstring strSource(strPath.size() + 2, L'\0');
     strPath.copy(strSource.data(), strPath.size());

@@ -1,9 +1,31 @@
-// Pure text for the shell removal routines: the source list handed to the shell's
-// delete operation and the messages for its result codes. No <windows.h>.
+// Pure text for the removal routines: the text rules of the removal guard, the
+// source list handed to the shell's delete operation and the messages for its
+// result codes. No <windows.h>.
 #pragma once
 
 #include <string>
 #include <string_view>
+
+// What the text of a path allows before anything is removed through it.
+enum class RemovalPathKind {
+    Removable, // absolute, below a drive root or a share, no "." or ".." parts
+    Empty,     // names nothing
+    Root,      // a drive root ("C:\") or the root of a share ("\\server\share")
+    Invalid,   // relative, drive-relative ("Q:", "Q:dir"), rooted without a drive
+               // ("\dir"), a device path ("\\?\", "\\.\"), "." or ".." parts, or a
+               // wildcard the file system would expand ("*", "?", "<", ">")
+};
+
+struct RemovalPath {
+    RemovalPathKind kind;
+    // The path in the form a removal hands on: every "/" turned into "\" and
+    // trailing separators dropped ("C:/A/B\\" gives "C:\A\B").
+    std::wstring strTarget;
+};
+
+// Classifies strPath by its text alone; the guard in removal.cpp adds what only
+// the system knows (the full path, the system's own folders).
+RemovalPath ClassifyRemovalPath(std::wstring_view strPath);
 
 // The source list for one path: the path, then NULs up to its length plus 2, which
 // ends the list with two NULs. With fDropTrailingQuote a '"' that is the path's last

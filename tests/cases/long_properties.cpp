@@ -85,18 +85,23 @@ const std::vector<Reader> kReaders = {
             L"Varen_CA SetInstallDir() failed to get Pid from ORX Property table.",
             {{L"DeleteVLMDir", L"Varen_CA DeleteVLMDir SetInstallDir(), "},
              {L"UpdateCfg", L"Varen_CA UpdateCfg SetInstallDir(), "}}),
-    // Whatever the read left goes to the shell: a folder that does not exist.
+    // A value that fits goes to the shell (a folder that does not exist); a failed
+    // read removes nothing, whatever it left in the buffer.
     {"ClearCADir", "INSTALLDIR",
      [](size_t cch) {
          const std::wstring strDir = LongFolder(cch);
+         const bool fFits = cch < kcchBuffer;
          Case c;
          c.properties = {{L"INSTALLDIR", strDir}};
-         c.uReturn = 1;
+         c.uReturn = fFits ? 1 : 0;
          c.lines = {L"Varen_CA GetInstallCADir() start",
-                    cch < kcchBuffer ? L"VAREN_CA ClearCADir: " + strDir + L" \n"
-                                     : L"VAREN_CA Could not get INSTALLDIR  \n",
-                    L"VAREN_CA ClearCADir: " + Left(strDir, kcchBuffer) + L" \n"};
-         c.szWine = "Wine's Recycle Bin reports success for a path that does not exist";
+                    fFits ? L"VAREN_CA ClearCADir: " + strDir + L" \n"
+                          : L"VAREN_CA Could not get INSTALLDIR  \n",
+                    (fFits ? L"VAREN_CA ClearCADir: " : L"VAREN_CA can not ClearCADir: ") +
+                        Left(strDir, kcchBuffer) + L" \n"};
+         if (fFits) {
+             c.szWine = "Wine's Recycle Bin reports success for a path that does not exist";
+         }
          return c;
      }},
     // A package key name cannot be longer than 255 characters, so even a PID that

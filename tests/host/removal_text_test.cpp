@@ -60,3 +60,47 @@ TEST(ShellOperationMessage, GapsAndOtherCodesHaveNoEntry) {
         EXPECT_EQ(nullptr, ShellOperationMessage(iCode)) << iCode;
     }
 }
+
+TEST(ClassifyRemovalPath, KindAndTargetByText) {
+    using enum RemovalPathKind;
+    const struct {
+        const wchar_t* szPath;
+        RemovalPathKind kind;
+        const wchar_t* szTarget;
+    } rows[] = {
+        {L"C:\\A\\B", Removable, L"C:\\A\\B"},
+        {L"c:/A/B//", Removable, L"c:\\A\\B"},
+        {L"C:\\A\\B.\\..x\\...", Removable, L"C:\\A\\B.\\..x\\..."}, // the system's form decides
+        {L"\\\\server\\share\\dir\\", Removable, L"\\\\server\\share\\dir"},
+        {L"", Empty, L""},
+        {L"C:\\", Root, L"C:"},
+        {L"C:\\\\\\", Root, L"C:"},
+        {L"C:/", Root, L"C:"},
+        {L"\\\\server\\share", Root, L"\\\\server\\share"},
+        {L"//server/share/", Root, L"\\\\server\\share"},
+        {L"C:", Invalid, L"C:"},
+        {L"C:dir", Invalid, L"C:dir"},
+        {L"1:\\dir", Invalid, L"1:\\dir"},
+        {L"dir\\sub", Invalid, L"dir\\sub"},
+        {L".", Invalid, L"."},
+        {L"\\dir", Invalid, L"\\dir"},
+        {L"\\\\server", Invalid, L"\\\\server"},
+        {L"\\\\server\\", Invalid, L"\\\\server\\"},
+        {L"\\\\\\server\\share", Invalid, L"\\\\\\server\\share"},
+        {L"\\\\?\\C:\\dir", Invalid, L"\\\\?\\C:\\dir"},
+        {L"\\\\.\\C:\\dir", Invalid, L"\\\\.\\C:\\dir"},
+        {L"C:\\A\\..", Invalid, L"C:\\A\\.."},
+        {L"C:\\A\\.\\B", Invalid, L"C:\\A\\.\\B"},
+        {L"\\\\server\\share\\..\\x", Invalid, L"\\\\server\\share\\..\\x"},
+        {L"C:\\A\\*", Invalid, L"C:\\A\\*"},
+        {L"C:\\Window?", Invalid, L"C:\\Window?"},
+        {L"C:\\Window<", Invalid, L"C:\\Window<"},
+        {L"C:\\A>", Invalid, L"C:\\A>"},
+        {L"\"C:\\A", Invalid, L"\"C:\\A"},
+    };
+    for (const auto& row : rows) {
+        const RemovalPath path = ClassifyRemovalPath(row.szPath);
+        EXPECT_EQ(row.kind, path.kind) << row.szPath;
+        EXPECT_EQ(row.szTarget, path.strTarget) << row.szPath;
+    }
+}

@@ -69,6 +69,17 @@ std::wstring RunTag() {
     return std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(GetTickCount());
 }
 
+// The process's current folder (where relative paths lead), without a trailing "\".
+std::wstring CurrentFolder() {
+    wchar_t szFolder[MAX_PATH] = {};
+    GetCurrentDirectoryW(MAX_PATH, szFolder);
+    std::wstring strFolder = szFolder;
+    if (!strFolder.empty() && strFolder.back() == L'\\') {
+        strFolder.pop_back();
+    }
+    return strFolder;
+}
+
 const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
     static const std::vector<std::pair<std::wstring, std::wstring>> tokens = {
         {L"%CASE%", TestTempFolder() + L"varen_case"},
@@ -83,6 +94,7 @@ const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
         {L"%LOCALAPPDATA%", Folder(CSIDL_LOCAL_APPDATA)},
         {L"%TRASH%", (TrashFolder() / L"files").wstring()},
         {L"%RUN%", RunTag()},
+        {L"%CURRENT%", CurrentFolder()},
     };
     return tokens;
 }

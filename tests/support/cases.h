@@ -14,7 +14,8 @@
 // Texts (properties, data, rows, paths, contents, lines, command lines) may hold
 // tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
 // after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %PROGRAMFILES%,
-// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%, and
+// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%, %CURRENT%
+// (the current folder, where relative paths lead), and
 // %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host user's trash).
 // %RUN% is a tag of this run, for names sent to the Recycle Bin (shared by every
 // prefix: a trashed item's record is removed with it). "%%" stands for "%" (a command's own

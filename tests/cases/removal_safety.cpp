@@ -1,0 +1,103 @@
+// The removal guard: every removal action fed values that name nothing, something
+// relative, a root, a system folder or a cut-off parent removes none of the
+// canaries around them, and a realistic value ending in "\" is really removed.
+#include "tests/support/cases.h"
+
+using namespace cases;
+
+namespace {
+
+const std::wstring kProduct = L"%CASE%\\Product%RUN%";
+
+// A folder whose path is exactly 259 characters: the part of a longer value that
+// a failed property read leaves in the buffer.
+const std::wstring kCut = [] {
+    const std::wstring strFolder = Expand(L"%CASE%\\Cut%RUN%");
+    return strFolder + std::wstring(MAX_PATH - 1 - strFolder.size(), L'c');
+}();
+
+// Files no removal may reach, and the product folder a realistic value names.
+std::vector<Item> Canaries() {
+    return {File(L"C:\\varen_canary.txt"),
+            File(L"%WINDIR%\\varen_canary.txt"),
+            File(L"%PROGRAMDATA%\\varen_canary.txt"),
+            File(L"%CURRENT%\\varen_canary.txt"),
+            File(L"%CURRENT%\\varen_rel\\canary.txt"),
+            File(L"%CASE%\\Sibling\\canary.txt"),
+            File(kProduct + L"\\canary.txt"),
+            Folder(kProduct + L"\\Sub"),
+            Folder(kCut)};
+}
+
+// One value fed to each removal action, and the folder it names when the action
+// may remove it (nullptr: nothing may go).
+struct Row {
+    const char* szName;
+    std::wstring strValue;
+    const std::wstring* pRemoved = nullptr;
+};
+
+const Row kRows[] = {
+    {"empty", L""},
+    {"current folder", L"."},
+    {"relative", L"varen_rel"},
+    {"drive-relative", L"C:"},
+    {"drive root", L"C:\\"},
+    {"Windows folder", L"%WINDIR%"},
+    {"ProgramData with a trailing separator", L"%PROGRAMDATA%\\"},
+    {"dot-dot part naming the products' parent", kProduct + L"\\..\\"},
+    {"forward slashes", L"%CASE%/Product%RUN%/", &kProduct},
+    {"259 characters", kCut, &kCut},
+    {"260 characters cut to their parent", kCut + L"\\"},
+    {"261 characters cut to their parent", kCut + L"\\x"},
+    {"realistic with a trailing separator", kProduct + L"\\", &kProduct},
+};
+
+Case ClearCADirCase(const Row& row) {
+    const std::wstring strValue = Expand(row.strValue);
+    const bool fRead = strValue.size() < MAX_PATH;
+    Case c = {.szName = row.szName,
+              .szAction = "ClearCADir",
+              // An empty value is an undefined property: a Property row cannot be empty.
+              .properties = row.strValue.empty() ? PropertyRows{}
+                                                 : PropertyRows{{L"INSTALLDIR", row.strValue}},
+              .before = Canaries(),
+              .lines = {L"Varen_CA GetInstallCADir() start",
+                        fRead ? L"VAREN_CA ClearCADir: " + strValue + L" \n"
+                              : L"VAREN_CA Could not get INSTALLDIR  \n"}};
+    if (fRead && row.pRemoved != nullptr) {
+        c.uReturn = 1;
+        c.lines.push_back(L"VAREN_CA ClearCADir: " + strValue + L" \n");
+        c.gone = {Folder(*row.pRemoved)};
+        const std::wstring strName = row.pRemoved->substr(row.pRemoved->find_last_of(L'\\'));
+        c.after = {Folder(L"%TRASH%" + strName)};
+    } else {
+        c.lines.push_back(L"VAREN_CA can not ClearCADir: " + strValue.substr(0, MAX_PATH - 1) +
+                          L" \n");
+    }
+    return c;
+}
+
+// The branding folder's value is read with room for 129 characters; the action
+// empties the folder and keeps the folder itself.
+Case DeleteandRetainValuesCase(const Row& row) {
+    Case c = {.szName = row.szName, .szAction = "DeleteandRetainValues", .before = Canaries()};
+    c.before.push_back(Str(N, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir", row.strValue));
+    if (row.pRemoved != nullptr && Expand(row.strValue).size() < 130) {
+        c.gone = {File(*row.pRemoved + L"\\canary.txt"), Folder(*row.pRemoved + L"\\Sub")};
+    }
+    return c;
+}
+
+std::vector<Case> FedToEachAction() {
+    std::vector<Case> cases;
+    for (const Row& row : kRows) {
+        cases.push_back(ClearCADirCase(row));
+        cases.push_back(DeleteandRetainValuesCase(row));
+    }
+    return cases;
+}
+
+const int kFed = Register(FedToEachAction());
+
+} // namespace
