@@ -10,10 +10,13 @@ namespace {
 const std::wstring kProduct = L"%CASE%\\Product%RUN%";
 
 // A folder whose path is exactly 259 characters: the part of a longer value that
-// a failed property read leaves in the buffer.
+// a failed property read leaves in the buffer. Its own name is short, so that it
+// fits the Recycle Bin's folder.
 const std::wstring kCut = [] {
-    const std::wstring strFolder = Expand(L"%CASE%\\Cut%RUN%");
-    return strFolder + std::wstring(MAX_PATH - 1 - strFolder.size(), L'c');
+    const std::wstring strParent = Expand(L"%CASE%\\");
+    const std::wstring strName = Expand(L"Cut%RUN%");
+    return strParent + std::wstring(MAX_PATH - 2 - strParent.size() - strName.size(), L'p') +
+           L"\\" + strName;
 }();
 
 // Files no removal may reach, and the product folder a realistic value names.
