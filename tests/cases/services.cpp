@@ -173,11 +173,11 @@ const int kStopandDeleteEEU = Register({
      .before = {Service(kSibling, kSiblingProgram)},
      .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, the EEU service is not "
                L"installed \n"}},
-    {.szName = "a service that refuses to stop is marked for deletion and runs on",
+    {.szName = "a service that refuses to stop is deleted all the same",
      .szAction = "StopandDeleteEEU",
      .before = {Eeu(L"refuse", SERVICE_RUNNING)},
      .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, EEU service deleted \n"},
-     .after = {Eeu(L"refuse", SERVICE_RUNNING)}},
+     .gone = {Eeu(L"refuse", SERVICE_RUNNING)}},
 });
 
 } // namespace

@@ -234,7 +234,7 @@ class Leftovers {
   public:
     void Note(const Item& item) {
         if (item.kind == Item::Kind::Service) {
-            m_services.push_back(item.strName);
+            m_services.emplace_back(item.strName, item.strPath);
         }
         if (IsFileSystem(item) || item.kind == Item::Kind::Service) {
             std::wstring strTop;
@@ -266,7 +266,9 @@ class Leftovers {
 
     // Services first: their programs cannot be removed while they run.
     void Remove() const {
-        std::for_each(m_services.begin(), m_services.end(), RemoveTestService);
+        for (const auto& [strName, strPath] : m_services) {
+            RemoveTestService(strName, strPath);
+        }
         for (const RegLeftover& key : m_keys) {
             if (key.strValue) {
                 HKEY hKey = nullptr;
@@ -300,7 +302,7 @@ class Leftovers {
     };
     std::vector<RegLeftover> m_keys;
     std::vector<std::wstring> m_paths;
-    std::vector<std::wstring> m_services;
+    std::vector<std::pair<std::wstring, std::wstring>> m_services; // name, program
 };
 
 void Arrange(const Item& item) {

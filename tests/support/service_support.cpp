@@ -1,5 +1,7 @@
 #include "tests/support/service_support.h"
 
+#include <tlhelp32.h>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -35,6 +37,34 @@ SERVICE_STATUS_PROCESS QueryStatus(SC_HANDLE hService) {
     return status;
 }
 
+// Ends every process whose program is strPath and waits for each to be gone.
+void EndProcessesOf(const std::wstring& strPath) {
+    HANDLE hSnapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    if (hSnapshot == INVALID_HANDLE_VALUE) {
+        return;
+    }
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL fMore = Process32FirstW(hSnapshot, &entry); fMore;
+         fMore = Process32NextW(hSnapshot, &entry)) {
+        HANDLE hProcess =
+            OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE,
+                        entry.th32ProcessID);
+        if (!hProcess) {
+            continue;
+        }
+        wchar_t szImage[MAX_PATH] = {};
+        DWORD cchImage = MAX_PATH;
+        if (QueryFullProcessImageNameW(hProcess, 0, szImage, &cchImage) &&
+            CompareStringOrdinal(szImage, -1, strPath.c_str(), -1, TRUE) == CSTR_EQUAL) {
+            TerminateProcess(hProcess, 1);
+            WaitForSingleObject(hProcess, kSettleMs);
+        }
+        CloseHandle(hProcess);
+    }
+    CloseHandle(hSnapshot);
+}
+
 } // namespace
 
 void WaitForServiceManager() {
@@ -50,7 +80,7 @@ void WaitForServiceManager() {
 
 void CreateTestService(const std::wstring& strName, const std::wstring& strPath,
                        const std::wstring& strArguments, DWORD dwState) {
-    RemoveTestService(strName);
+    RemoveTestService(strName, strPath);
     ASSERT_TRUE(CopyFileW((ExeFolder() + L"\\varen_service.exe").c_str(), strPath.c_str(), FALSE))
         << "cannot place the test service";
     const ServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
@@ -77,28 +107,29 @@ void CreateTestService(const std::wstring& strName, const std::wstring& strPath,
     }
 }
 
-void RemoveTestService(const std::wstring& strName) {
-    const ServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
-    const ServiceHandle hService(OpenServiceW(hManager.h, strName.c_str(), SERVICE_ALL_ACCESS));
-    if (!hService.h) {
-        return;
-    }
-    const SERVICE_STATUS_PROCESS status = QueryStatus(hService.h);
-    if (status.dwProcessId != 0) {
-        if (HANDLE hProcess =
-                OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, status.dwProcessId)) {
-            TerminateProcess(hProcess, 1);
-            WaitForSingleObject(hProcess, kSettleMs);
-            CloseHandle(hProcess);
+void RemoveTestService(const std::wstring& strName, const std::wstring& strPath) {
+    {
+        const ServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+        const ServiceHandle hService(OpenServiceW(hManager.h, strName.c_str(), DELETE));
+        if (hService.h) {
+            DeleteService(hService.h);
         }
     }
-    DeleteService(hService.h);
+    EndProcessesOf(strPath);
 }
 
 std::optional<DWORD> ServiceState(const std::wstring& strName) {
     const ServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const ServiceHandle hService(OpenServiceW(hManager.h, strName.c_str(), SERVICE_QUERY_STATUS));
+    const ServiceHandle hService(
+        OpenServiceW(hManager.h, strName.c_str(), SERVICE_QUERY_STATUS | SERVICE_CHANGE_CONFIG));
     if (!hService.h) {
+        return std::nullopt;
+    }
+    // A change that changes nothing fails only for a service marked for deletion, which
+    // goes as soon as its process has let go of it.
+    if (!ChangeServiceConfigW(hService.h, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
+        GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE) {
         return std::nullopt;
     }
     return QueryStatus(hService.h).dwCurrentState;

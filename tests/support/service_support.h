@@ -20,9 +20,10 @@ void WaitForServiceManager();
 void CreateTestService(const std::wstring& strName, const std::wstring& strPath,
                        const std::wstring& strArguments, DWORD dwState);
 
-// Ends the service's process (whatever its state) and deletes the service; nothing
-// when there is no such service.
-void RemoveTestService(const std::wstring& strName);
+// Deletes the service strName and ends every process of the program strPath (a
+// stopped service's process may outlive its stop for a while).
+void RemoveTestService(const std::wstring& strName, const std::wstring& strPath);
 
-// The service's current state, or nullopt when there is no such service.
+// The service's current state, or nullopt when there is no such service or it is
+// marked for deletion.
 std::optional<DWORD> ServiceState(const std::wstring& strName);

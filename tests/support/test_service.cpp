@@ -31,6 +31,7 @@ SERVICE_STATUS_HANDLE g_hStatus = nullptr;
 SERVICE_STATUS g_status = {};
 CRITICAL_SECTION g_lock;
 HANDLE g_hStopped = nullptr;
+HANDLE g_hDispatcher = nullptr;
 std::wstring g_strName;
 
 Behaviour ParseBehaviour() {
@@ -113,6 +114,11 @@ void StartTransition(DWORD dwFinal) {
 }
 
 DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
+    // Controls arrive on the dispatcher thread; main waits for it before the process ends.
+    if (g_hDispatcher == nullptr) {
+        DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(),
+                        &g_hDispatcher, SYNCHRONIZE | THREAD_TERMINATE, FALSE, 0);
+    }
     if (dwControl != SERVICE_CONTROL_STOP || g_behaviour.fRefuse) {
         return dwControl == SERVICE_CONTROL_INTERROGATE ? NO_ERROR : ERROR_CALL_NOT_IMPLEMENTED;
     }
@@ -144,5 +150,19 @@ int wmain() {
     g_hStopped = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     wchar_t szName[] = L"";
     const SERVICE_TABLE_ENTRYW table[] = {{szName, ServiceMain}, {nullptr, nullptr}};
-    return StartServiceCtrlDispatcherW(table) ? 0 : 1;
+    if (!StartServiceCtrlDispatcherW(table)) {
+        return 1;
+    }
+    // Wine's dispatcher returns as soon as the service reports stopped, which the stop
+    // handler does before its answer to the stop request is on the pipe: ending the
+    // process at once would now and then fail that request. The answer is written when
+    // the dispatcher thread waits for the next request, so the process ends once that
+    // wait is cancelled and the thread has left.
+    if (g_hDispatcher != nullptr) {
+        while (WaitForSingleObject(g_hDispatcher, 0) == WAIT_TIMEOUT) {
+            CancelSynchronousIo(g_hDispatcher);
+            WaitForSingleObject(g_hDispatcher, 100);
+        }
+    }
+    return 0;
 }
