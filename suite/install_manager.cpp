@@ -3,19 +3,23 @@
 // install manager's reboot request, carried into the installer's "REBOOT".
 #include "runtime/handles.h"
 #include "runtime/log.h"
+#include "runtime/records.h"
 #include "runtime/session.h"
 #include "suite/install_manager_text.h"
 #include "system/process.h"
 #include "system/registry.h"
+#include "system/path_text.h"
 #include "system/registry_text.h"
 
 #include <msiquery.h>
+#include <shlobj.h>
 
 #include <optional>
 #include <string>
 
 namespace {
 
+constexpr wchar_t kInstallKey[] = L"SOFTWARE\\ORX Technologies\\Install\\";
 constexpr wchar_t kInstallManagerKey[] =
     L"SOFTWARE\\ORX Technologies\\Install\\ORX Velium Install Manager";
 constexpr wchar_t kUninstallArguments[] =
@@ -24,15 +28,54 @@ constexpr wchar_t kUninstallArguments[] =
 // The installer's progress window, kept out of the install manager's way.
 constexpr wchar_t kInstallerWindowClass[] = L"MsiDialogCloseClass";
 
-// A string value of the install-manager key (native view, read access) of fewer than
-// MAX_PATH characters; nullopt when the key or value is missing or not a string.
-std::optional<std::wstring> ReadInstallManagerValue(const wchar_t* szName) {
+// A string value of HKLM szKey (native view, read access) of fewer than MAX_PATH
+// characters; nullopt when the key or value is missing or not a string.
+std::optional<std::wstring> ReadHklmString(const wchar_t* szKey, const wchar_t* szName) {
     UniqueRegKey hKey;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kInstallManagerKey, 0, KEY_READ, hKey.put()) !=
-        ERROR_SUCCESS) {
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, szKey, 0, KEY_READ, hKey.put()) != ERROR_SUCCESS) {
         return std::nullopt;
     }
     return QueryStringValue(hKey.get(), szName, (MAX_PATH - 1) * sizeof(wchar_t));
+}
+
+std::optional<std::wstring> ReadInstallManagerValue(const wchar_t* szName) {
+    return ReadHklmString(kInstallManagerKey, szName);
+}
+
+bool IsFile(const std::wstring& strPath) {
+    const DWORD dwAttributes = GetFileAttributesW(strPath.c_str());
+    return dwAttributes != INVALID_FILE_ATTRIBUTES && !(dwAttributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+// The install proxy's two registered values: key (native spelling) and name.
+struct ProxyValue {
+    const wchar_t* szKey;
+    const wchar_t* szName;
+};
+constexpr ProxyValue kProxyValues[] = {{L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install", L"Install"},
+                                       {L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static", L"Location"}};
+constexpr wchar_t kProxyFolder[] = L"ORX.UVE\\MOM-InstallProxy";
+
+REGSAM ViewAccess(bool f32BitView) {
+    return f32BitView ? KEY_WOW64_32KEY : 0;
+}
+
+// Deletes szKey in one view when it holds neither values nor sub-keys.
+void DeleteKeyIfEmpty(const wchar_t* szKey, bool f32BitView) {
+    DWORD cSubKeys = 1;
+    DWORD cValues = 1;
+    {
+        UniqueRegKey hKey;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, szKey, 0, KEY_QUERY_VALUE | ViewAccess(f32BitView),
+                          hKey.put()) != ERROR_SUCCESS ||
+            RegQueryInfoKeyW(hKey.get(), nullptr, nullptr, nullptr, &cSubKeys, nullptr, nullptr,
+                             &cValues, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+            return;
+        }
+    }
+    if (cSubKeys == 0 && cValues == 0) {
+        RegDeleteKeyExW(HKEY_LOCAL_MACHINE, szKey, ViewAccess(f32BitView), 0);
+    }
 }
 
 void PlaceInstallerWindow(HWND hInsertAfter, UINT uFlags) {
@@ -156,4 +199,135 @@ extern "C" UINT __stdcall ResetRebootKey(MSIHANDLE hInstall) {
     LogMessage(g_hInstall, SetVlmRebootValue(false) == 1 ? L"VAREN_CA ResetRebootKey succeeded"
                                                          : L"VAREN_CA ResetRebootKey failed");
     return ERROR_SUCCESS;
+}
+
+extern "C" UINT __stdcall GetINSTFolder(MSIHANDLE hInstall) {
+    struct Folder {
+        const wchar_t* szValue;
+        const wchar_t* szProperty;
+        const wchar_t* szLine;
+    };
+    static constexpr Folder kFolders[] = {
+        {L"InstallDir", L"INSTFOLDER", L"VAREN_CA Inside GetINSTFolder is, %s \n"},
+        {L"VLMInstallDir", L"VLMINSTFOLDER", L"VAREN_CA Inside GetINSTFolder2 is, %s \n"}};
+    g_hInstall = hInstall;
+    for (const Folder& folder : kFolders) {
+        const std::optional<std::wstring> strFolder = ReadHklmString(kInstallKey, folder.szValue);
+        LogMessage(g_hInstall, folder.szLine, strFolder ? strFolder->c_str() : L"");
+        if (strFolder) {
+            MsiSetPropertyW(g_hInstall, folder.szProperty, strFolder->c_str());
+        }
+    }
+    return ERROR_SUCCESS;
+}
+
+extern "C" UINT __stdcall IsKMPFDFolderExists(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    LogMessage(g_hInstall, L"VAREN_CA Inside IsKMPFDFolderExists \n");
+    const std::wstring strProgramFiles = GetShellFolderPath(CSIDL_PROGRAM_FILES);
+    const std::wstring strFolder = strProgramFiles + L"\\QVX\\QVXKMPFD";
+    const DWORD dwAttributes = GetFileAttributesW(strFolder.c_str());
+    if (!strProgramFiles.empty() && dwAttributes != INVALID_FILE_ATTRIBUTES &&
+        (dwAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        if (MsiSetPropertyW(g_hInstall, L"RemoveKMPFD", strFolder.c_str()) == ERROR_SUCCESS) {
+            LogMessage(g_hInstall, L"Varen_CA RemoveKMPFD, %s should be set in CustomActionData \n",
+                       strFolder.c_str());
+        } else {
+            LogMessage(g_hInstall, L"Varen_CA RemoveKMPFD failed to set Pid in CustomActionData");
+        }
+    }
+    UniqueRegKey hKey;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kInstallManagerKey, 0, KEY_READ, hKey.put()) ==
+        ERROR_SUCCESS) {
+        LogMessage(g_hInstall, L"VAREN_CA Inside IsKMPFDFolderExists - RegKey Opened\n");
+        const std::optional<std::wstring> strFlag =
+            QueryStringValue(hKey.get(), L"VLM_Reboot", (MAX_PATH - 1) * sizeof(wchar_t));
+        LogMessage(g_hInstall, L"VAREN_CA IsKMPFDFolderExists - VLM_Reboot Flag: , %s \n",
+                   strFlag ? strFlag->c_str() : L"");
+    }
+    return ERROR_SUCCESS;
+}
+
+// Deferred as "SetInstallProxyReg": "CustomActionData" is INSTALLDIR.
+extern "C" UINT __stdcall SetInstallProxyKey(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    const std::wstring strFolder = ReadCustomActionData();
+    if (strFolder.empty()) {
+        LogMessage(g_hInstall, L"VAREN_CA SetInstallProxyKey failed, %s.\n", L"CustomActionData");
+        return ERROR_INSTALL_FAILURE;
+    }
+    LogMessage(g_hInstall, L"VAREN_CA SetInstallProxyKey: %s \n", strFolder.c_str());
+    const std::wstring strValues[] = {
+        JoinFolderAndName(JoinFolderAndName(strFolder, kProxyFolder), L"MOM.InstallProxy.exe"),
+        strFolder};
+    bool fEveryWrite = true;
+    for (const bool f32BitView : {false, true}) {
+        for (size_t iValue = 0; iValue < std::size(kProxyValues); ++iValue) {
+            const ProxyValue& value = kProxyValues[iValue];
+            const std::wstring& strData = strValues[iValue];
+            UniqueRegKey hKey;
+            const bool fWritten =
+                RegCreateKeyExW(HKEY_LOCAL_MACHINE, value.szKey, 0, nullptr, 0,
+                                KEY_SET_VALUE | ViewAccess(f32BitView), nullptr, hKey.put(),
+                                nullptr) == ERROR_SUCCESS &&
+                RegSetValueExW(hKey.get(), value.szName, 0, REG_SZ,
+                               reinterpret_cast<const BYTE*>(strData.c_str()),
+                               static_cast<DWORD>((strData.size() + 1) * sizeof(wchar_t))) ==
+                    ERROR_SUCCESS;
+            LogMessage(g_hInstall,
+                       fWritten ? L"VAREN_CA SetInstallProxyKey, %s \n"
+                                : L"VAREN_CA SetInstallProxyKey failed, %s.\n",
+                       SpellProxyValuePath(value.szKey, value.szName, f32BitView).c_str());
+            fEveryWrite = fEveryWrite && fWritten;
+        }
+    }
+    return fEveryWrite ? ERROR_SUCCESS : ERROR_INSTALL_FAILURE;
+}
+
+// A clean-up step: always 0. The 32-bit view first, as every removal in both views.
+extern "C" UINT __stdcall DelInstallProxyKey(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    LogMessage(g_hInstall, L"VAREN_CA: DelInstallProxyKey  \n");
+    bool fAllGone = true;
+    for (const bool f32BitView : {true, false}) {
+        for (const ProxyValue& value : kProxyValues) {
+            UniqueRegKey hKey;
+            LONG lResult = RegOpenKeyExW(HKEY_LOCAL_MACHINE, value.szKey, 0,
+                                         KEY_SET_VALUE | ViewAccess(f32BitView), hKey.put());
+            if (lResult == ERROR_SUCCESS) {
+                lResult = RegDeleteValueW(hKey.get(), value.szName);
+            }
+            hKey.reset();
+            if (lResult != ERROR_SUCCESS && lResult != ERROR_FILE_NOT_FOUND) {
+                LogMessage(g_hInstall, L"VAREN_CA: DelInstallProxyKey could not delete %s  \n",
+                           SpellProxyValuePath(value.szKey, value.szName, f32BitView).c_str());
+                fAllGone = false;
+                continue;
+            }
+            DeleteKeyIfEmpty(value.szKey, f32BitView);
+        }
+    }
+    if (fAllGone) {
+        LogMessage(g_hInstall, L"VAREN_CA: DelInstallProxyKey successfully  \n");
+    }
+    return ERROR_SUCCESS;
+}
+
+// Deferred as "LaunchInstallProxyExe": "CustomActionData" is INSTALLDIR.
+extern "C" UINT __stdcall LaunchInstallProxy(MSIHANDLE hInstall) {
+    g_hInstall = hInstall;
+    const std::wstring strData = ReadCustomActionData();
+    const std::wstring strFolder = JoinFolderAndName(strData, kProxyFolder);
+    std::wstring strProgram = JoinFolderAndName(strFolder, L"MOM.InstallProxy.exe");
+    if (!IsFile(strProgram)) {
+        strProgram = JoinFolderAndName(strFolder, L"CLI.exe");
+    }
+    if (!IsAbsolutePath(strData) || !IsFile(strProgram)) {
+        LogMessage(g_hInstall, L"VAREN_CA LaunchInstallProxy: no install proxy in %s \n",
+                   strFolder.c_str());
+        return ERROR_INSTALL_FAILURE;
+    }
+    std::wstring strCommand = QuoteProgram(strProgram);
+    return LaunchProcessSecured(strCommand.data(), L"", true, INFINITE) ? ERROR_SUCCESS
+                                                                        : ERROR_INSTALL_FAILURE;
 }

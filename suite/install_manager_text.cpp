@@ -1,11 +1,19 @@
 #include "suite/install_manager_text.h"
 
+#include "system/path_text.h"
+
 std::wstring BuildInstallManagerPath(std::wstring_view strFolder) {
-    std::wstring strPath(strFolder);
-    if (!strPath.empty() && strPath.back() != L'\\' && strPath.back() != L'/') {
-        strPath += L'\\';
+    return JoinFolderAndName(strFolder, L"InstallManagerApp.exe");
+}
+
+std::wstring SpellProxyValuePath(std::wstring_view strKey, std::wstring_view strName,
+                                 bool f32BitView) {
+    constexpr std::wstring_view kSoftware = L"SOFTWARE\\";
+    std::wstring strPath = JoinFolderAndName(strKey, strName);
+    if (f32BitView && strKey.substr(0, kSoftware.size()) == kSoftware) {
+        strPath.insert(kSoftware.size(), L"Wow6432Node\\");
     }
-    return strPath + L"InstallManagerApp.exe";
+    return strPath;
 }
 
 std::wstring QuoteProgram(std::wstring_view strProgram) {

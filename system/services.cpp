@@ -5,6 +5,7 @@
 #include "runtime/record_text.h"
 #include "runtime/records.h"
 #include "runtime/session.h"
+#include "system/path_text.h"
 #include "system/process.h"
 #include "system/registry.h"
 #include "system/service_text.h"
@@ -180,9 +181,7 @@ UINT RunAdaptiveSleepService(MSIHANDLE hInstall, const wchar_t* szAction, const 
         LogMessage(g_hInstall, L"VAREN_CA %s: no A4 install directory registered \n", szAction);
         return ERROR_SUCCESS;
     }
-    const bool fSeparator = strDir.back() != L'\\' && strDir.back() != L'/';
-    const std::wstring strProgram =
-        strDir + (fSeparator ? L"\\" : L"") + L"AdaptiveSleepService.exe";
+    const std::wstring strProgram = JoinFolderAndName(strDir, L"AdaptiveSleepService.exe");
     if (GetFileAttributesW(strProgram.c_str()) == INVALID_FILE_ATTRIBUTES) {
         LogMessage(g_hInstall, L"VAREN_CA %s: %s not found \n", szAction, strProgram.c_str());
         return ERROR_SUCCESS;

@@ -169,3 +169,179 @@ const int kResetRebootKey = Register({
 });
 
 } // namespace
+
+namespace {
+
+const std::wstring kInstallKey = L"SOFTWARE\\ORX Technologies\\Install";
+
+const int kGetINSTFolder = Register({
+    {.szName = "sets both folders",
+     .szAction = "GetINSTFolder",
+     .before = {Str(N, kInstallKey, L"InstallDir", L"C:\\Suite\\"),
+                Str(N, kInstallKey, L"VLMInstallDir", L"C:\\IM\\")},
+     .lines = {L"VAREN_CA Inside GetINSTFolder is, C:\\Suite\\ \n",
+               L"VAREN_CA Inside GetINSTFolder2 is, C:\\IM\\ \n"},
+     .set = {{L"INSTFOLDER", L"C:\\Suite\\"}, {L"VLMINSTFOLDER", L"C:\\IM\\"}}},
+    {.szName = "no string in the native view sets nothing",
+     .szAction = "GetINSTFolder",
+     .before = {Dword(N, kInstallKey, L"InstallDir", 1),
+                Str(W, kInstallKey, L"VLMInstallDir", L"x")},
+     .lines = {L"VAREN_CA Inside GetINSTFolder is,  \n", L"VAREN_CA Inside GetINSTFolder2 is,  \n"},
+     .set = {{L"INSTFOLDER", L""}, {L"VLMINSTFOLDER", L""}}},
+});
+
+const std::wstring kKmpfd = L"%PROGRAMFILES%\\QVX\\QVXKMPFD";
+const wchar_t kInsideKmpfd[] = L"VAREN_CA Inside IsKMPFDFolderExists \n";
+
+const int kIsKMPFDFolderExists = Register({
+    {.szName = "hands the folder to RemoveKMPFD and reports the reboot flag",
+     .szAction = "IsKMPFDFolderExists",
+     .before = {Folder(kKmpfd), Manager(L"Yes")},
+     .lines = {kInsideKmpfd,
+               L"Varen_CA RemoveKMPFD, " + kKmpfd + L" should be set in CustomActionData \n",
+               L"VAREN_CA Inside IsKMPFDFolderExists - RegKey Opened\n",
+               L"VAREN_CA IsKMPFDFolderExists - VLM_Reboot Flag: , Yes \n"},
+     .set = {{L"RemoveKMPFD", kKmpfd}}},
+    {.szName = "a file of that name is no folder; no flag reads empty",
+     .szAction = "IsKMPFDFolderExists",
+     .before = {File(kKmpfd), Str(N, kManager, L"InstallDir", kFolder)},
+     .lines = {kInsideKmpfd, L"VAREN_CA Inside IsKMPFDFolderExists - RegKey Opened\n",
+               L"VAREN_CA IsKMPFDFolderExists - VLM_Reboot Flag: ,  \n"},
+     .set = {{L"RemoveKMPFD", L""}}},
+    {.szName = "neither folder nor install manager",
+     .szAction = "IsKMPFDFolderExists",
+     .lines = {kInsideKmpfd},
+     .set = {{L"RemoveKMPFD", L""}}},
+});
+
+const std::wstring kProxyKey = L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install";
+const std::wstring kCoreKey = L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static";
+const std::wstring kProxyProgram = L"C:\\Suite\\ORX.UVE\\MOM-InstallProxy\\MOM.InstallProxy.exe";
+
+Lines ProxyLines(const wchar_t* szOutcome, bool f32BitView) {
+    const std::wstring strSoftware = f32BitView ? L"SOFTWARE\\Wow6432Node\\" : L"SOFTWARE\\";
+    return {
+        L"VAREN_CA SetInstallProxyKey" + std::wstring(szOutcome) + strSoftware +
+            L"ORX\\UVE\\Settings\\MOM\\Install\\Install" + (*szOutcome == L',' ? L" \n" : L".\n"),
+        L"VAREN_CA SetInstallProxyKey" + std::wstring(szOutcome) + strSoftware +
+            L"ORX\\UVE\\Packages\\Core-Static\\Location" + (*szOutcome == L',' ? L" \n" : L".\n")};
+}
+Lines Join(std::initializer_list<Lines> parts) {
+    Lines lines;
+    for (const Lines& part : parts) {
+        lines.insert(lines.end(), part.begin(), part.end());
+    }
+    return lines;
+}
+
+LONG WINAPI Refuse32BitKeys(HKEY hRoot, LPCWSTR szKey, DWORD dwReserved, LPWSTR szClass,
+                            DWORD dwOptions, REGSAM sam, LPSECURITY_ATTRIBUTES pSecurity,
+                            PHKEY phKey, LPDWORD pdwDisposition) {
+    CountFault();
+    if (sam & KEY_WOW64_32KEY) {
+        return ERROR_ACCESS_DENIED;
+    }
+    return RegCreateKeyExW(hRoot, szKey, dwReserved, szClass, dwOptions, sam, pSecurity, phKey,
+                           pdwDisposition);
+}
+
+LONG WINAPI RefuseDeleteValue(HKEY, LPCWSTR) {
+    CountFault();
+    return ERROR_ACCESS_DENIED;
+}
+
+const int kProxyKeys = Register({
+    {.szName = "writes the proxy and its location in both views",
+     .szAction = "SetInstallProxyKey",
+     .data = L"C:\\Suite\\",
+     .before = {Str(NW, kProxyKey, L"Other", L"x")},
+     .lines =
+         Join({{L"CustomActionData: C:\\Suite\\", L"VAREN_CA SetInstallProxyKey: C:\\Suite\\ \n"},
+               ProxyLines(L", ", false),
+               ProxyLines(L", ", true)}),
+     .after = {Str(NW, kProxyKey, L"Install", kProxyProgram),
+               Str(NW, kCoreKey, L"Location", L"C:\\Suite\\")}},
+    {.szName = "a view that cannot be written fails the action after trying every value",
+     .szAction = "SetInstallProxyKey",
+     .data = L"C:\\Suite",
+     .uReturn = 1603,
+     .lines = Join({{L"CustomActionData: C:\\Suite", L"VAREN_CA SetInstallProxyKey: C:\\Suite \n"},
+                    ProxyLines(L", ", false),
+                    ProxyLines(L" failed, ", true)}),
+     .after = {Str(N, kProxyKey, L"Install", kProxyProgram),
+               Str(N, kCoreKey, L"Location", L"C:\\Suite")},
+     .arrange =
+         [](ActionSession&) {
+             return Fault("advapi32.dll", "RegCreateKeyExW",
+                          reinterpret_cast<void*>(&Refuse32BitKeys));
+         }},
+    {.szName = "no folder: 1603, nothing written",
+     .szAction = "SetInstallProxyKey",
+     .uReturn = 1603,
+     .lines = {L"CustomActionData: ", L"VAREN_CA SetInstallProxyKey failed, CustomActionData.\n"}},
+    {.szName = "removes both values and the key left empty, keeps the rest",
+     .szAction = "DelInstallProxyKey",
+     .before = {Str(NW, kProxyKey, L"Install", L"x"), Str(NW, kProxyKey, L"Other", L"y"),
+                Str(NW, kCoreKey, L"Location", L"z"),
+                Key(NW, L"SOFTWARE\\ORX\\UVE\\Packages\\Other")},
+     .lines = {L"VAREN_CA: DelInstallProxyKey  \n",
+               L"VAREN_CA: DelInstallProxyKey successfully  \n"},
+     .gone = {Str(NW, kProxyKey, L"Install", L"x"), Key(NW, kCoreKey)}},
+    {.szName = "nothing to remove is success",
+     .szAction = "DelInstallProxyKey",
+     .lines = {L"VAREN_CA: DelInstallProxyKey  \n",
+               L"VAREN_CA: DelInstallProxyKey successfully  \n"}},
+    {.szName = "values that cannot be deleted are named, 32-bit view first",
+     .szAction = "DelInstallProxyKey",
+     .before = {Str(NW, kProxyKey, L"Install", L"x"), Str(NW, kCoreKey, L"Location", L"z")},
+     .lines = {L"VAREN_CA: DelInstallProxyKey  \n",
+               L"VAREN_CA: DelInstallProxyKey could not delete "
+               L"SOFTWARE\\Wow6432Node\\ORX\\UVE\\Settings\\MOM\\Install\\Install  \n",
+               L"VAREN_CA: DelInstallProxyKey could not delete "
+               L"SOFTWARE\\Wow6432Node\\ORX\\UVE\\Packages\\Core-Static\\Location  \n",
+               L"VAREN_CA: DelInstallProxyKey could not delete "
+               L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install\\Install  \n",
+               L"VAREN_CA: DelInstallProxyKey could not delete "
+               L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static\\Location  \n"},
+     .arrange =
+         [](ActionSession&) {
+             return Fault("advapi32.dll", "RegDeleteValueW",
+                          reinterpret_cast<void*>(&RefuseDeleteValue));
+         }},
+});
+
+const std::wstring kProxyFolder = L"%CASE%\\ORX.UVE\\MOM-InstallProxy";
+
+Lines SecuredLaunch(const std::wstring& strProgram) {
+    const std::wstring strCommand = L"\"" + strProgram + L"\"";
+    return {L"CustomActionData: %CASE%\\", L"VAREN_CA Security String converted",
+            L"CreateProcess successfully launched " + strCommand +
+                L" \nWaitng for process to return...",
+            L"CreateProcess successfully returned from wait after launching " + strCommand +
+                L" \n"};
+}
+
+const int kLaunchInstallProxy = Register({
+    {.szName = "runs the install proxy and waits",
+     .szAction = "LaunchInstallProxy",
+     .data = L"%CASE%\\",
+     .before = {Program(kProxyFolder + L"\\MOM.InstallProxy.exe"),
+                File(kProxyFolder + L"\\CLI.exe")},
+     .lines = SecuredLaunch(kProxyFolder + L"\\MOM.InstallProxy.exe"),
+     .commands = {L"\"" + kProxyFolder + L"\\MOM.InstallProxy.exe\""}},
+    {.szName = "the older CLI.exe where the proxy is missing",
+     .szAction = "LaunchInstallProxy",
+     .data = L"%CASE%\\",
+     .before = {Program(kProxyFolder + L"\\CLI.exe")},
+     .lines = SecuredLaunch(kProxyFolder + L"\\CLI.exe"),
+     .commands = {L"\"" + kProxyFolder + L"\\CLI.exe\""}},
+    {.szName = "no proxy: 1603",
+     .szAction = "LaunchInstallProxy",
+     .data = L"%CASE%\\",
+     .before = {Folder(kProxyFolder)},
+     .uReturn = 1603,
+     .lines = {L"CustomActionData: %CASE%\\",
+               L"VAREN_CA LaunchInstallProxy: no install proxy in " + kProxyFolder + L" \n"}},
+});
+
+} // namespace

@@ -7,7 +7,6 @@ TEST(InstallManagerCommand, OneSeparatorAndTheProgramQuoted) {
         {L"C:\\IM", L"C:\\IM\\InstallManagerApp.exe"},
         {L"C:\\IM\\", L"C:\\IM\\InstallManagerApp.exe"},
         {L"C:/IM/", L"C:/IM/InstallManagerApp.exe"},
-        {L"", L"InstallManagerApp.exe"},
     };
     for (const auto& [szFolder, szProgram] : folders) {
         EXPECT_EQ(szProgram, BuildInstallManagerPath(szFolder)) << szFolder;
@@ -15,4 +14,7 @@ TEST(InstallManagerCommand, OneSeparatorAndTheProgramQuoted) {
     EXPECT_EQ(L"\"C:\\A B\\x.exe\" /UPDATE",
               BuildInstallManagerCommand(L"C:\\A B\\x.exe", L"/UPDATE"));
     EXPECT_EQ(L"\"C:\\A B\\x.exe\"", QuoteProgram(L"C:\\A B\\x.exe"));
+    EXPECT_EQ(L"SOFTWARE\\Wow6432Node\\ORX\\K\\V",
+              SpellProxyValuePath(L"SOFTWARE\\ORX\\K", L"V", true));
+    EXPECT_EQ(L"SOFTWARE\\ORX\\K\\V", SpellProxyValuePath(L"SOFTWARE\\ORX\\K", L"V", false));
 }
