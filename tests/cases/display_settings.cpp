@@ -257,44 +257,36 @@ const int kDelPXBLFile = Register({
 });
 
 // SetupAPI fed with adapters: the driver property of each (its registry type and text).
-struct Adapter {
-    DWORD dwType;
-    std::wstring strDriver;
-};
-std::vector<Adapter> g_adapters;
+using Adapters = std::vector<std::pair<DWORD, std::wstring>>;
+Adapters g_adapters;
 const HDEVINFO kFedDevices = reinterpret_cast<HDEVINFO>(0x5EED);
 
 HDEVINFO WINAPI FeedDevices(const GUID* pClass, PCWSTR, HWND, DWORD dwFlags) {
     CountFault();
     const GUID display = {
         0x4d36e968, 0xe325, 0x11ce, {0xbf, 0xc1, 0x08, 0x00, 0x2b, 0xe1, 0x03, 0x18}};
-    return pClass && IsEqualGUID(*pClass, display) && (dwFlags & DIGCF_PRESENT)
-               ? kFedDevices
-               : INVALID_HANDLE_VALUE;
+    const bool fPresentDisplays =
+        pClass && IsEqualGUID(*pClass, display) && (dwFlags & DIGCF_PRESENT);
+    return fPresentDisplays ? kFedDevices : INVALID_HANDLE_VALUE;
 }
 
 BOOL WINAPI EnumFedDevice(HDEVINFO hDevices, DWORD dwIndex, SP_DEVINFO_DATA* pDevice) {
-    if (hDevices != kFedDevices || dwIndex >= g_adapters.size()) {
-        SetLastError(ERROR_NO_MORE_ITEMS);
-        return FALSE;
-    }
     pDevice->DevInst = dwIndex;
-    return TRUE;
+    SetLastError(ERROR_NO_MORE_ITEMS);
+    return hDevices == kFedDevices && dwIndex < g_adapters.size();
 }
 
+// As SetupAPI does: only the driver property, and only into a buffer it fits.
 BOOL WINAPI FedDriverProperty(HDEVINFO, SP_DEVINFO_DATA* pDevice, DWORD dwProperty, DWORD* pdwType,
-                              BYTE* pBuffer, DWORD cbBuffer, DWORD* pcbRequired) {
-    const Adapter& adapter = g_adapters.at(pDevice->DevInst);
-    const DWORD cbData = static_cast<DWORD>((adapter.strDriver.size() + 1) * sizeof(wchar_t));
-    if (pcbRequired) {
-        *pcbRequired = cbData;
-    }
+                              BYTE* pBuffer, DWORD cbBuffer, DWORD*) {
+    const auto& [dwType, strDriver] = g_adapters.at(pDevice->DevInst);
+    const DWORD cbData = static_cast<DWORD>((strDriver.size() + 1) * sizeof(wchar_t));
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
     if (dwProperty != SPDRP_DRIVER || cbData > cbBuffer) {
-        SetLastError(dwProperty != SPDRP_DRIVER ? ERROR_INVALID_DATA : ERROR_INSUFFICIENT_BUFFER);
         return FALSE;
     }
-    *pdwType = adapter.dwType;
-    memcpy(pBuffer, adapter.strDriver.c_str(), cbData);
+    *pdwType = dwType;
+    memcpy(pBuffer, strDriver.c_str(), cbData);
     return TRUE;
 }
 
@@ -302,14 +294,13 @@ BOOL WINAPI DestroyFedDevices(HDEVINFO hDevices) {
     return hDevices == kFedDevices;
 }
 
-std::function<std::shared_ptr<void>(ActionSession&)> FeedAdapters(std::vector<Adapter> adapters) {
-    return [adapters,
-            place = Faults(
-                {Shim("setupapi.dll", "SetupDiGetClassDevsW", &FeedDevices),
-                 Shim("setupapi.dll", "SetupDiEnumDeviceInfo", &EnumFedDevice),
-                 Shim("setupapi.dll", "SetupDiGetDeviceRegistryPropertyW", &FedDriverProperty),
-                 Shim("setupapi.dll", "SetupDiDestroyDeviceInfoList", &DestroyFedDevices)})](
-               ActionSession& session) {
+std::function<std::shared_ptr<void>(ActionSession&)> FeedAdapters(Adapters adapters) {
+    const auto place =
+        Faults({Shim("setupapi.dll", "SetupDiGetClassDevsW", &FeedDevices),
+                Shim("setupapi.dll", "SetupDiEnumDeviceInfo", &EnumFedDevice),
+                Shim("setupapi.dll", "SetupDiGetDeviceRegistryPropertyW", &FedDriverProperty),
+                Shim("setupapi.dll", "SetupDiDestroyDeviceInfoList", &DestroyFedDevices)});
+    return [adapters, place](ActionSession& session) {
         g_adapters = adapters;
         return place(session);
     };
