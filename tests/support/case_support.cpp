@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <tuple>
 
 namespace fs = std::filesystem;
 
@@ -95,13 +96,16 @@ const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
         {L"%TRASH%", (TrashFolder() / L"files").wstring()},
         {L"%RUN%", RunTag()},
         {L"%CURRENT%", CurrentFolder()},
+        {L"%COMMONDESKTOP%", Folder(CSIDL_COMMON_DESKTOPDIRECTORY)},
+        {L"%COMMONPROGRAMS%", Folder(CSIDL_COMMON_PROGRAMS)},
     };
     return tokens;
 }
 
 bool IsFileSystem(const Item& item) {
     return item.kind == Item::Kind::File || item.kind == Item::Kind::Folder ||
-           item.kind == Item::Kind::Program;
+           item.kind == Item::Kind::Program || item.kind == Item::Kind::Shortcut ||
+           item.kind == Item::Kind::Process;
 }
 
 bool SamePath(const std::wstring& strA, const std::wstring& strB) {
@@ -126,7 +130,8 @@ std::vector<View> ViewsOf(const Item& item) {
 }
 
 std::string Describe(const Item& item, std::optional<View> view = std::nullopt) {
-    static const char* const kKinds[] = {"key", "value", "file", "folder", "program", "service"};
+    static const char* const kKinds[] = {"key",     "value",   "file",     "folder",
+                                         "program", "service", "shortcut", "process"};
     std::string strText = kKinds[static_cast<int>(item.kind)];
     if (item.kind == Item::Kind::Service) {
         return strText + " " + Narrow(item.strName);
@@ -152,6 +157,36 @@ std::optional<std::vector<BYTE>> ReadFileBytes(const std::wstring& strPath) {
         return std::nullopt;
     }
     return std::vector<BYTE>(std::istreambuf_iterator<char>(file), {});
+}
+
+// "<target>|<arguments>|<working folder>" of a shell link, or "unreadable".
+std::wstring ReadShortcut(const std::wstring& strPath) {
+    // {00021401-0000-0000-C000-000000000046}: the shell's link object.
+    constexpr CLSID kClsidShellLink = {0x00021401, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+    const HRESULT hrCom = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    std::wstring strText = L"unreadable";
+    IShellLinkW* pLink = nullptr;
+    IPersistFile* pFile = nullptr;
+    wchar_t szTarget[MAX_PATH] = {}, szArguments[1024] = {}, szFolder[MAX_PATH] = {};
+    if (SUCCEEDED(CoCreateInstance(kClsidShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                   reinterpret_cast<void**>(&pLink))) &&
+        SUCCEEDED(pLink->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&pFile))) &&
+        SUCCEEDED(pFile->Load(strPath.c_str(), STGM_READ)) &&
+        SUCCEEDED(pLink->GetPath(szTarget, MAX_PATH, nullptr, SLGP_RAWPATH)) &&
+        SUCCEEDED(pLink->GetArguments(szArguments, 1024)) &&
+        SUCCEEDED(pLink->GetWorkingDirectory(szFolder, MAX_PATH))) {
+        strText = std::wstring(szTarget) + L"|" + szArguments + L"|" + szFolder;
+    }
+    if (pFile) {
+        pFile->Release();
+    }
+    if (pLink) {
+        pLink->Release();
+    }
+    if (SUCCEEDED(hrCom)) {
+        CoUninitialize();
+    }
+    return strText;
 }
 
 bool FileSystemExists(const std::wstring& strPath) {
@@ -190,6 +225,12 @@ std::string Mismatch(const Item& item, View view) {
         const DWORD dwState = ServiceState(item.strName).value_or(0);
         if (dwState != item.dwState) {
             return "in state " + std::to_string(dwState) + ", not " + std::to_string(item.dwState);
+        }
+    }
+    if (item.kind == Item::Kind::Shortcut) {
+        const std::wstring strLink = ReadShortcut(item.strPath);
+        if (strLink != item.strName) {
+            return "a link to " + Shown(strLink) + ", expected " + Shown(item.strName);
         }
     }
     return {};
@@ -322,11 +363,15 @@ void Arrange(const Item& item) {
         fs::create_directories(fs::path(item.strPath));
         break;
     case Item::Kind::Program: // StandIn copies the program in and sets aside a file that is there
+    case Item::Kind::Process: // RunningApplication copies and starts it
         fs::create_directories(fs::path(item.strPath).parent_path());
         break;
     case Item::Kind::Service:
         fs::create_directories(fs::path(item.strPath).parent_path());
         CreateTestService(item.strName, item.strPath, item.strArguments, item.dwState);
+        break;
+    case Item::Kind::Shortcut:
+        ADD_FAILURE() << "a shortcut is made by the action, not arranged";
         break;
     case Item::Kind::File:
         fs::create_directories(fs::path(item.strPath).parent_path());
@@ -340,6 +385,9 @@ void Arrange(const Item& item) {
 Item ExpandItem(Item item) {
     item.strPath = Expand(item.strPath);
     item.strArguments = Expand(item.strArguments);
+    if (item.kind == Item::Kind::Shortcut) {
+        item.strName = Expand(item.strName);
+    }
     if (item.kind == Item::Kind::Value && (item.dwType == REG_SZ || item.dwType == REG_EXPAND_SZ)) {
         std::wstring strText(reinterpret_cast<const wchar_t*>(item.data.data()),
                              item.data.size() / sizeof(wchar_t));
@@ -403,6 +451,103 @@ void ExpectLines(const char* szWhat, const Lines& expected, const Lines& actual)
                   << strAll;
 }
 
+// Whether the case starts an application with a window (see PrivateDesktop).
+bool ShowsWindows(const Case& c) {
+    return std::any_of(c.before.begin(), c.before.end(), [](const Item& item) {
+        return item.kind == Item::Kind::Process && item.strName != L"none";
+    });
+}
+
+// The test machines have no display, and Wine without a display driver fails every
+// top-level window. A case whose applications show windows runs on a desktop of its
+// own whose desktop process loads Wine's null driver; the test thread moves to it for
+// the case, so that the action sees the windows there. Once a process has enumerated
+// windows on it, the null driver stays loaded in that process, and a message box of
+// any later action would wait for a click that never comes: such cases therefore run
+// in their own pass ("Desktop_*", the test cases_desktop).
+class PrivateDesktop {
+  public:
+    static constexpr const wchar_t* kName = L"VarenCases";
+    PrivateDesktop() {
+        GetDesktopWindow(); // the default desktop keeps the driver it already has
+        SetString(HKEY_CURRENT_USER, View::Native, kDrivers, L"Graphics", L"null");
+        m_hDesktop = CreateDesktopW(kName, nullptr, nullptr, 0, GENERIC_ALL, nullptr);
+        EXPECT_TRUE(m_hDesktop && SetThreadDesktop(m_hDesktop))
+            << "cannot use a desktop of its own";
+    }
+    ~PrivateDesktop() {
+        SetThreadDesktop(m_hDefault);
+        if (m_hDesktop) {
+            CloseDesktop(m_hDesktop);
+        }
+        HKEY hKey = nullptr;
+        if (RegOpenKeyExW(HKEY_CURRENT_USER, kDrivers, 0, KEY_SET_VALUE, &hKey) == ERROR_SUCCESS) {
+            RegDeleteValueW(hKey, L"Graphics");
+            RegCloseKey(hKey);
+        }
+    }
+    PrivateDesktop(const PrivateDesktop&) = delete;
+    PrivateDesktop& operator=(const PrivateDesktop&) = delete;
+
+  private:
+    static constexpr const wchar_t* kDrivers = L"Software\\Wine\\Drivers";
+    HDESK m_hDefault = GetThreadDesktop(GetCurrentThreadId());
+    HDESK m_hDesktop = nullptr;
+};
+
+// A Running item: the stand-in copied to its path and started as an application,
+// ready to be asked to close when the constructor returns; ended when it goes.
+class RunningApplication {
+  public:
+    RunningApplication(const std::wstring& strPath, const std::wstring& strWindow) {
+        wchar_t szSelf[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
+        const std::wstring strStandIn = fs::path(szSelf).parent_path().wstring() + L"\\standin.exe";
+        EXPECT_TRUE(CopyFileW(strStandIn.c_str(), strPath.c_str(), FALSE)) << "cannot place it";
+        const std::wstring strReady = L"VarenStandInReady_" + NewGuid();
+        HANDLE hReady = CreateEventW(nullptr, TRUE, FALSE, strReady.c_str());
+        SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", strWindow.c_str());
+        SetEnvironmentVariableW(L"VARENCA_STANDIN_READY", strReady.c_str());
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        std::wstring strDesktop = PrivateDesktop::kName;
+        startup.lpDesktop = strWindow == L"none" ? nullptr : strDesktop.data();
+        PROCESS_INFORMATION info = {};
+        std::wstring strCommand = L"\"" + strPath + L"\"";
+        if (CreateProcessW(strPath.c_str(), strCommand.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                           nullptr, &startup, &info)) {
+            CloseHandle(info.hThread);
+            m_hProcess = info.hProcess;
+            const HANDLE waits[] = {hReady, m_hProcess};
+            EXPECT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, waits, FALSE, 30000))
+                << "the application did not get ready";
+        } else {
+            ADD_FAILURE() << "cannot start " << Narrow(strPath);
+        }
+        SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", nullptr);
+        SetEnvironmentVariableW(L"VARENCA_STANDIN_READY", nullptr);
+        CloseHandle(hReady);
+    }
+    ~RunningApplication() {
+        if (m_hProcess) {
+            TerminateProcess(m_hProcess, 0);
+            WaitForSingleObject(m_hProcess, 30000);
+            CloseHandle(m_hProcess);
+        }
+    }
+    RunningApplication(const RunningApplication&) = delete;
+    RunningApplication& operator=(const RunningApplication&) = delete;
+
+    // Whether it has ended, waiting up to dwWait ms for that (an ending that was
+    // started just before the action returned completes promptly).
+    bool HasEnded(DWORD dwWait) const {
+        return m_hProcess && WaitForSingleObject(m_hProcess, dwWait) == WAIT_OBJECT_0;
+    }
+
+  private:
+    HANDLE m_hProcess = nullptr;
+};
+
 std::vector<std::wstring> g_debugLines;
 int g_cFaultCalls = 0;
 bool g_fFaultPlaced = false;
@@ -431,12 +576,20 @@ void RunCase(const Case& c) {
     }
     std::for_each(before.begin(), before.end(), Arrange);
     std::deque<StandIn> standIns;
+    std::optional<PrivateDesktop> desktop;
+    if (ShowsWindows(c)) {
+        desktop.emplace();
+    }
+    std::deque<std::pair<std::wstring, RunningApplication>> applications;
     for (const Item& item : before) {
         if (item.kind == Item::Kind::Program) {
             standIns.emplace_back(item.strPath);
             if (item.uDelayMs) {
                 standIns.back().SetDelay(item.uDelayMs);
             }
+        } else if (item.kind == Item::Kind::Process) {
+            applications.emplace_back(std::piecewise_construct, std::forward_as_tuple(item.strPath),
+                                      std::forward_as_tuple(item.strPath, item.strName));
         }
     }
 
@@ -497,7 +650,17 @@ void RunCase(const Case& c) {
         EXPECT_TRUE(c.commands.empty()) << "the case expects command lines but places no program";
     }
 
+    for (auto& [strPath, application] : applications) {
+        const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
+            return g.kind == Item::Kind::Process && SamePath(g.strPath, strPath);
+        });
+        EXPECT_EQ(fGone, application.HasEnded(fGone ? 30000 : 0))
+            << "the application " << Narrow(strPath) << (fGone ? " still runs" : " has ended");
+    }
     for (const Item& item : gone) {
+        if (item.kind == Item::Kind::Process) {
+            continue;
+        }
         for (View view : IsFileSystem(item) ? std::vector<View>{View::Native} : ViewsOf(item)) {
             EXPECT_FALSE(Exists(item, view)) << Describe(item, view) << " should be gone";
         }
@@ -509,7 +672,8 @@ void RunCase(const Case& c) {
         }
     }
     for (const Item& item : before) {
-        if (std::any_of(after.begin(), after.end(),
+        if (item.kind == Item::Kind::Process ||
+            std::any_of(after.begin(), after.end(),
                         [&](const Item& a) { return SameItem(a, item); })) {
             continue;
         }
@@ -528,6 +692,8 @@ void RunCase(const Case& c) {
     }
 
     standIns.clear();
+    applications.clear();
+    desktop.reset();
     leftovers.Remove();
     fs::remove_all(fs::path(strCaseFolder), error);
 }
@@ -625,13 +791,30 @@ Item Service(std::wstring strName, std::wstring strPath, std::wstring strArgumen
             dwState};
 }
 
+Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArguments,
+              std::wstring strFolder) {
+    return {Item::Kind::Shortcut,
+            std::move(strPath),
+            N,
+            nullptr,
+            strTarget + L"|" + strArguments + L"|" + strFolder,
+            REG_NONE,
+            {}};
+}
+
+Item Running(std::wstring strPath, const wchar_t* szWindow) {
+    return {Item::Kind::Process, std::move(strPath), N, nullptr, szWindow, REG_NONE, {}};
+}
+
 int Register(std::vector<Case> newCases) {
     // Cases live as long as the program; GoogleTest keeps pointers to them.
     static std::deque<Case> registered;
     for (Case& c : newCases) {
         const Case& stored = registered.emplace_back(std::move(c));
-        const std::string strSuite =
-            (stored.iWindows == 7 ? std::string("Win7_") : std::string()) + stored.szAction;
+        const std::string strSuite = (stored.iWindows == 7   ? std::string("Win7_")
+                                      : ShowsWindows(stored) ? std::string("Desktop_")
+                                                             : std::string()) +
+                                     stored.szAction;
         testing::RegisterTest(
             strSuite.c_str(), TestName(stored.szName).c_str(), nullptr, nullptr, __FILE__, __LINE__,
             [pCase = &stored]() -> testing::Test* { return new CaseTest(pCase); });

@@ -15,7 +15,8 @@
 // tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
 // after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %PROGRAMFILES%,
 // %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%, %CURRENT%
-// (the current folder, where relative paths lead), and
+// (the current folder, where relative paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS%
+// (the all-users desktop and Start menu programs), and
 // %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host user's trash).
 // %RUN% is a tag of this run, for names sent to the Recycle Bin (shared by every
 // prefix: a trashed item's record is removed with it). "%%" stands for "%" (a command's own
@@ -41,12 +42,12 @@ enum Views : unsigned { N = 1, W = 2, NW = 3 };
 
 // One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
 struct Item {
-    enum class Kind { Key, Value, File, Folder, Program, Service };
+    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process };
     Kind kind;
     std::wstring strPath;
     unsigned views = N;
     HKEY hRoot = HKEY_LOCAL_MACHINE;
-    std::wstring strName; // a value's name ("" is the default value)
+    std::wstring strName; // a value's name ("" is the default value); see Shortcut, Running
     DWORD dwType = REG_NONE;
     std::vector<BYTE> data;      // a value's data, or a file's content
     std::wstring strArguments{}; // a service's behaviour: the arguments of its binary path
@@ -77,6 +78,17 @@ Item Program(std::wstring strPath, unsigned uDelayMs = 0);
 // its process has ended). Its program file is not checked.
 Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
              DWORD dwState = SERVICE_STOPPED);
+// A shell link, read back through IShellLinkW: its target, arguments and working folder.
+Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArguments = L"",
+              std::wstring strFolder = L"");
+// A running application: the stand-in copied to strPath and started before the action,
+// with a top-level window that closes when asked (szWindow "close"), one that refuses
+// ("ignore"), or no window ("none"). In .gone it must have ended by the time the action
+// returns; arranged and not gone, it must still run. It is ended after the case. A case
+// with an application that shows a window runs in a pass of its own ("Desktop_<action>",
+// the test cases_desktop) on a desktop of its own (Wine needs a display driver for
+// windows; see PrivateDesktop in case_support.cpp).
+Item Running(std::wstring strPath, const wchar_t* szWindow);
 
 struct Case {
     const char* szName = "";   // says what the case shows; with the action, names the test
