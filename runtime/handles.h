@@ -68,3 +68,29 @@ inline void FreeShellItemList(PIDLIST_ABSOLUTE pidl) {
     CoTaskMemFree(pidl);
 }
 using UniqueItemList = UniqueResource<PIDLIST_ABSOLUTE, &FreeShellItemList>;
+
+// A COM interface pointer, released when the owner goes.
+inline void ReleaseComObject(IUnknown* pObject) {
+    pObject->Release();
+}
+template <typename TInterface>
+using UniqueComPtr = UniqueResource<TInterface*, &ReleaseComObject>;
+
+// COM on the calling thread for the owner's lifetime. A thread the installer already
+// joined to the other apartment kind (RPC_E_CHANGED_MODE) can still use COM; only a
+// successful initialisation is undone.
+class ComApartment {
+  public:
+    ComApartment() : m_hr(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+    ~ComApartment() {
+        if (SUCCEEDED(m_hr)) {
+            CoUninitialize();
+        }
+    }
+    ComApartment(const ComApartment&) = delete;
+    ComApartment& operator=(const ComApartment&) = delete;
+    HRESULT Result() const { return SUCCEEDED(m_hr) || m_hr == RPC_E_CHANGED_MODE ? S_OK : m_hr; }
+
+  private:
+    HRESULT m_hr;
+};
