@@ -470,7 +470,9 @@ class PrivateDesktop {
     static constexpr const wchar_t* kName = L"VarenCases";
     PrivateDesktop() {
         GetDesktopWindow(); // the default desktop keeps the driver it already has
-        SetString(HKEY_CURRENT_USER, View::Native, kDrivers, L"Graphics", L"null");
+        static const wchar_t kNull[] = L"null";
+        SetRaw(HKEY_CURRENT_USER, View::Native, kDrivers, L"Graphics", REG_SZ, kNull,
+               sizeof(kNull));
         m_hDesktop = CreateDesktopW(kName, nullptr, nullptr, 0, GENERIC_ALL, nullptr);
         EXPECT_TRUE(m_hDesktop && SetThreadDesktop(m_hDesktop))
             << "cannot use a desktop of its own";
