@@ -6,6 +6,7 @@
 #include "runtime/log.h"
 #include "runtime/session.h"
 #include "shell/companion_apps_text.h"
+#include "system/path_text.h"
 #include "system/process.h"
 #include "system/registry.h"
 
@@ -52,7 +53,7 @@ std::optional<std::wstring> FindSettingsProgram(const wchar_t* szAction, const w
     if (!strFolder) {
         return std::nullopt;
     }
-    std::wstring strProgram = JoinPath(*strFolder, szFile);
+    std::wstring strProgram = JoinFolderAndName(*strFolder, szFile);
     const DWORD dwAttributes = GetFileAttributesW(strProgram.c_str());
     if (dwAttributes == INVALID_FILE_ATTRIBUTES || (dwAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
         LogMessage(g_hInstall, L"VAREN_CA %s %s not found \n", szAction, strProgram.c_str());
@@ -122,7 +123,8 @@ HRESULT SaveShortcut(const std::wstring& strLink, const Shortcut& shortcut) {
 UINT CreateShortcutIn(const wchar_t* szAction, int iCsidl, const wchar_t* szName,
                       const Shortcut& shortcut) {
     const std::wstring strFolder = GetShellFolderPath(iCsidl);
-    const std::wstring strLink = strFolder.empty() ? std::wstring() : JoinPath(strFolder, szName);
+    const std::wstring strLink =
+        strFolder.empty() ? std::wstring() : JoinFolderAndName(strFolder, szName);
     const HRESULT hr = strLink.empty() || shortcut.strTarget.empty()
                            ? HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)
                            : SaveShortcut(strLink, shortcut);
@@ -268,8 +270,9 @@ extern "C" UINT __stdcall createQVXLinkWindowsAppShortcut(MSIHANDLE hInstall) {
     }
     wchar_t szWindows[MAX_PATH] = {};
     const UINT cchWindows = GetWindowsDirectoryW(szWindows, MAX_PATH);
-    const std::wstring strExplorer =
-        cchWindows > 0 && cchWindows < MAX_PATH ? JoinPath(szWindows, L"explorer.exe") : L"";
+    const std::wstring strExplorer = cchWindows > 0 && cchWindows < MAX_PATH
+                                         ? JoinFolderAndName(szWindows, L"explorer.exe")
+                                         : L"";
     return CreateShortcutIn(L"createQVXLinkWindowsAppShortcut", CSIDL_COMMON_PROGRAMS,
                             L"QVX Link.lnk",
                             {strExplorer, BuildAppsFolderArguments(szId), L"", L"", L"QVX Link"});

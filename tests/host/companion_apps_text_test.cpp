@@ -6,34 +6,11 @@
 
 TEST(CompanionAppsText, OnlyAbsoluteFoldersShorterThanMaxPathAreUsed) {
     const std::wstring str259 = L"C:\\" + std::wstring(256, L'a');
-    const struct {
-        std::wstring strFolder;
-        bool fUsable;
-    } kCases[] = {
-        {L"C:\\Program Files\\Vantor\\", true},
-        {L"d:/x", true},
-        {L"\\\\server\\share\\x", true},
-        {str259, true},
-        {str259 + L"a", false},
-        {L"", false},
-        {L"C:", false},
-        {L"C:Vantor", false},
-        {L"Vantor\\", false},
-        {L"\\Vantor", false},
-        {L"\\\\\\x", false},
-        {L"1:\\x", false},
-        {std::wstring(L"C:\\a\0b", 6), false},
-    };
-    for (const auto& c : kCases) {
-        EXPECT_EQ(c.fUsable, IsUsableFolder(c.strFolder)) << c.strFolder.size();
-    }
-}
-
-TEST(CompanionAppsText, JoinAddsOneSeparatorOnlyWhereMissing) {
-    EXPECT_EQ(L"C:\\A\\b.exe", JoinPath(L"C:\\A", L"b.exe"));
-    EXPECT_EQ(L"C:\\A\\b.exe", JoinPath(L"C:\\A\\", L"b.exe"));
-    EXPECT_EQ(L"C:/A/b.exe", JoinPath(L"C:/A/", L"b.exe"));
-    EXPECT_EQ(L"\\b.exe", JoinPath(L"", L"b.exe"));
+    EXPECT_TRUE(IsUsableFolder(str259));
+    EXPECT_FALSE(IsUsableFolder(str259 + L"a"));
+    EXPECT_TRUE(IsUsableFolder(L"\\\\server\\share\\Vantor\\"));
+    EXPECT_FALSE(IsUsableFolder(L"Vantor\\"));
+    EXPECT_FALSE(IsUsableFolder(L""));
 }
 
 TEST(CompanionAppsText, AppUserModelIds) {
