@@ -29,7 +29,7 @@ file(GLOB VAREN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/supp
 add_library(varen_test_support STATIC ${VAREN_SUPPORT_SOURCES})
 target_include_directories(varen_test_support PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(varen_test_support PRIVATE ${VAREN_WARNINGS})
-target_link_libraries(varen_test_support PUBLIC GTest::gtest ${VAREN_SYSTEM_LIBS} rpcrt4)
+target_link_libraries(varen_test_support PUBLIC GTest::gtest ${VAREN_SYSTEM_LIBS} rpcrt4 ntdll)
 
 # Every test program declares Windows 10 support, so GetVersionExW reports 10.0.
 set(VAREN_TEST_MANIFEST_RC ${CMAKE_SOURCE_DIR}/tests/support/win10.rc)

@@ -20,6 +20,103 @@ IsWow64ProcessFn LookUpIsWow64Process() {
 
 constexpr wchar_t kQvxUserKey[] = L"SOFTWARE\\QVX";
 
+// What a tree removal needs of each key it opens: its sub-keys and the right to
+// delete it.
+constexpr REGSAM kKeyTreeAccess = DELETE | KEY_ENUMERATE_SUB_KEYS;
+
+// Whether hKey, opened with REG_OPTION_OPEN_LINK, is a registry link: a link
+// holds its target in the value "SymbolicLinkValue" of type REG_LINK.
+bool IsLinkKey(HKEY hKey) {
+    DWORD dwType = REG_NONE;
+    return RegQueryValueExW(hKey, L"SymbolicLinkValue", nullptr, &dwType, nullptr, nullptr) ==
+               ERROR_SUCCESS &&
+           dwType == REG_LINK;
+}
+
+// Removes the key an open handle names. RegDeleteKeyW would open the key again
+// by name and so remove a link's target instead of the link; ntdll's NtDeleteKey
+// removes the very key of the handle. ntdll is in every process: it is looked up
+// rather than imported, so the module imports only the DLLs it declares.
+bool DeleteOpenKey(HKEY hKey) {
+    using NtDeleteKeyFn = LONG(NTAPI*)(HANDLE);
+    const auto pfnNtDeleteKey = reinterpret_cast<NtDeleteKeyFn>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "NtDeleteKey")));
+    return pfnNtDeleteKey != nullptr && pfnNtDeleteKey(hKey) == 0;
+}
+
+// Opens strPath under hRoot one key at a time, each with REG_OPTION_OPEN_LINK, so
+// that no link on the way is followed: a link before the last key answers
+// ERROR_ACCESS_DENIED (the path does not lead where its text says; a name opened
+// below a link's own handle would still reach into its target); the last key may
+// itself be a link, opened as such. samView is 0 or KEY_WOW64_32KEY.
+LONG OpenKeyWithoutLinks(HKEY hRoot, const std::wstring& strPath, REGSAM samAccess, REGSAM samView,
+                         UniqueRegKey& hKey) {
+    UniqueRegKey hParent;
+    HKEY hCurrent = hRoot;
+    size_t iPart = 0;
+    while (iPart < strPath.size()) {
+        const size_t iEnd = std::min(strPath.find(L'\\', iPart), strPath.size());
+        const std::wstring strPart = strPath.substr(iPart, iEnd - iPart);
+        iPart = iEnd + 1;
+        if (strPart.empty()) {
+            continue;
+        }
+        const bool fLast = strPath.find_first_not_of(L'\\', iEnd) == std::wstring::npos;
+        UniqueRegKey hNext;
+        const LONG lOpen =
+            RegOpenKeyExW(hCurrent, strPart.c_str(), REG_OPTION_OPEN_LINK,
+                          (fLast ? samAccess : KEY_QUERY_VALUE) | samView, hNext.put());
+        if (lOpen != ERROR_SUCCESS) {
+            return lOpen;
+        }
+        if (!fLast && IsLinkKey(hNext.get())) {
+            return ERROR_ACCESS_DENIED;
+        }
+        hParent = std::move(hNext);
+        hCurrent = hParent.get();
+    }
+    if (!hParent) {
+        return ERROR_INVALID_PARAMETER; // no key named: never the root itself
+    }
+    hKey = std::move(hParent);
+    return ERROR_SUCCESS;
+}
+
+// Removes the open key hKey and everything below it, children first. Every key
+// is opened with REG_OPTION_OPEN_LINK: a link is opened as itself, which has no
+// sub-keys of its own, and so it is removed without its target being reached.
+// cchPath is the length of the key's path; a child whose path would reach
+// cchBound characters cannot be removed, which ends the walk like any failed
+// removal.
+bool DeleteOpenKeyTree(HKEY hKey, REGSAM samView, size_t cchPath, size_t cchBound) {
+    wchar_t szName[MAX_PATH];
+    std::wstring strPrevious;
+    for (;;) {
+        DWORD cchName = MAX_PATH;
+        if (RegEnumKeyExW(hKey, 0, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        std::wstring strName(szName, cchName);
+        // A child that is still first after its removal "succeeded" would be
+        // found forever.
+        const size_t cchChild = cchPath + 1 + cchName;
+        if (strName == strPrevious || cchChild >= cchBound) {
+            break;
+        }
+        UniqueRegKey hChild;
+        const LONG lOpen = RegOpenKeyExW(hKey, szName, REG_OPTION_OPEN_LINK,
+                                         kKeyTreeAccess | samView, hChild.put());
+        if (lOpen != ERROR_FILE_NOT_FOUND &&
+            (lOpen != ERROR_SUCCESS ||
+             !DeleteOpenKeyTree(hChild.get(), samView, cchChild, cchBound))) {
+            break;
+        }
+        strPrevious = std::move(strName);
+    }
+    return DeleteOpenKey(hKey);
+}
+
 } // namespace
 
 IsWow64ProcessFn g_pfnIsWow64Process = LookUpIsWow64Process();
@@ -134,11 +231,11 @@ RegistryKeyEraser::RegistryKeyEraser(HKEY hRoot, const wchar_t* szPath) : m_hRoo
 
 RegistryKeyEraser::~RegistryKeyEraser() = default;
 
-void RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
+bool RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
     m_lResult = RegQueryInfoKeyW(hKey, nullptr, nullptr, nullptr, &m_cSubKeys, &m_cchMaxSubKey,
                                  nullptr, &m_cValues, &m_cchMaxValue, nullptr, nullptr, nullptr);
     if (m_lResult != ERROR_SUCCESS) {
-        return;
+        return false;
     }
     const bool fSubKeys = kind == NameKind::SubKey;
     const DWORD cNames = fSubKeys ? m_cSubKeys : m_cValues;
@@ -148,6 +245,7 @@ void RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
     if (m_vecName.size() < cchMaxName) {
         m_vecName.resize(cchMaxName);
     }
+    bool fComplete = true;
     for (m_dwIndex = 0; m_dwIndex < cNames; ++m_dwIndex) {
         DWORD cchName = cchMaxName;
         m_lResult = fSubKeys ? RegEnumKeyExW(hKey, m_dwIndex, m_vecName.data(), &cchName, nullptr,
@@ -155,6 +253,7 @@ void RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
                              : RegEnumValueW(hKey, m_dwIndex, m_vecName.data(), &cchName, nullptr,
                                              nullptr, nullptr, nullptr);
         if (m_lResult != ERROR_SUCCESS) {
+            fComplete = false;
             continue;
         }
         std::wstring strName(m_vecName.data(), std::min<DWORD>(cchName, cchMaxName));
@@ -162,31 +261,35 @@ void RegistryKeyEraser::AppendNames(HKEY hKey, NameKind kind, bool fMerge) {
             m_vecNames.push_back(std::move(strName));
         }
     }
+    return fComplete;
 }
 
-void RegistryKeyEraser::AppendViewNames(bool f32BitView, NameKind kind, bool fMerge) {
+bool RegistryKeyEraser::AppendViewNames(bool f32BitView, NameKind kind, bool fMerge) {
     UniqueRegKey& hKey = f32BitView ? m_hKey32 : m_hKeyNative;
-    if (RegOpenKeyExW(m_hRoot, m_strKeyPart.c_str(), 0,
-                      f32BitView ? kKeyAllAccess32 : KEY_ALL_ACCESS, hKey.put()) != ERROR_SUCCESS) {
-        return;
+    const LONG lOpen = OpenKeyWithoutLinks(m_hRoot, m_strKeyPart, KEY_READ,
+                                           f32BitView ? KEY_WOW64_32KEY : 0, hKey);
+    if (lOpen != ERROR_SUCCESS) {
+        return lOpen == ERROR_FILE_NOT_FOUND; // a view without the key holds nothing
     }
-    AppendNames(hKey.get(), kind, fMerge);
+    const bool fComplete = AppendNames(hKey.get(), kind, fMerge);
     hKey.reset();
+    return fComplete;
 }
 
-void RegistryKeyEraser::EnumSubKeys() {
+bool RegistryKeyEraser::EnumSubKeys() {
     m_vecNames.clear();
-    AppendViewNames(false, NameKind::SubKey, false);
-    AppendViewNames(true, NameKind::SubKey, true);
+    const bool fNative = AppendViewNames(false, NameKind::SubKey, false);
+    return AppendViewNames(true, NameKind::SubKey, true) && fNative;
 }
 
-void RegistryKeyEraser::EnumValues() {
+bool RegistryKeyEraser::EnumValues() {
     m_vecNames.clear();
-    AppendViewNames(false, NameKind::Value, false);
+    const bool fNative = AppendViewNames(false, NameKind::Value, false);
     // The 32-bit view is consulted only when the native view holds no value.
     if (m_vecNames.empty()) {
-        AppendViewNames(true, NameKind::Value, false);
+        return AppendViewNames(true, NameKind::Value, false) && fNative;
     }
+    return fNative;
 }
 
 bool RegistryKeyEraser::DeleteTree32(HKEY hRoot, const wchar_t* szPath) {
@@ -198,47 +301,16 @@ bool RegistryKeyEraser::DeleteTreeNative(HKEY hRoot, const wchar_t* szPath) {
 }
 
 bool RegistryKeyEraser::DeleteTree(HKEY hRoot, const std::wstring& strPath, bool f32BitView) {
-    // An empty path opens the root itself: refuse it rather than empty a hive.
-    if (strPath.empty()) {
-        return false;
-    }
-    auto deleteKey = [&] {
-        return f32BitView ? RegDeleteKeyExW(hRoot, strPath.c_str(), KEY_WOW64_32KEY, 0)
-                          : RegDeleteKeyW(hRoot, strPath.c_str());
-    };
-    if (deleteKey() == ERROR_SUCCESS) {
-        return true;
-    }
+    // An empty path would name the root itself: OpenKeyWithoutLinks refuses it
+    // rather than empty a hive.
     UniqueRegKey hKey;
-    const LONG lOpen = RegOpenKeyExW(hRoot, strPath.c_str(), 0,
-                                     f32BitView ? kKeyAllAccess32 : KEY_ALL_ACCESS, hKey.put());
+    const REGSAM samView = f32BitView ? KEY_WOW64_32KEY : 0;
+    const LONG lOpen = OpenKeyWithoutLinks(hRoot, strPath, kKeyTreeAccess, samView, hKey);
     if (lOpen == ERROR_FILE_NOT_FOUND) {
         return true;
     }
-    if (lOpen != ERROR_SUCCESS) {
-        return false;
-    }
-    wchar_t szName[MAX_PATH];
-    std::wstring strPrevious;
-    for (;;) {
-        DWORD cchName = MAX_PATH;
-        if (RegEnumKeyExW(hKey.get(), 0, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        std::wstring strName(szName, cchName);
-        // A child that is still first after its removal "succeeded" (a link
-        // whose target is gone reads as missing) would be found forever.
-        if (strName == strPrevious) {
-            break;
-        }
-        if (!DeleteTree(hRoot, strPath + L"\\" + strName, f32BitView)) {
-            break;
-        }
-        strPrevious = std::move(strName);
-    }
-    hKey.reset();
-    return deleteKey() == ERROR_SUCCESS;
+    return lOpen == ERROR_SUCCESS &&
+           DeleteOpenKeyTree(hKey.get(), samView, strPath.size(), static_cast<size_t>(-1));
 }
 
 void RemoveKeyPartInBothViews(HKEY hRoot, const wchar_t* szPath) {
@@ -249,7 +321,8 @@ void RemoveKeyPartInBothViews(HKEY hRoot, const wchar_t* szPath) {
 
 void DeleteVarenRegKey(HKEY hRoot, const wchar_t* szPath) {
     RegistryKeyEraser eraser(hRoot, szPath);
-    eraser.EnumSubKeys();
+    // A view that cannot be read in full may hold anything: the key stays.
+    const bool fSubKeysRead = eraser.EnumSubKeys();
     if (!eraser.Names().empty()) {
         LogMessage(g_hInstall,
                    L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus it "
@@ -258,8 +331,7 @@ void DeleteVarenRegKey(HKEY hRoot, const wchar_t* szPath) {
                    szPath);
         return;
     }
-    eraser.EnumValues();
-    if (!eraser.Names().empty()) {
+    if (!eraser.EnumValues() || !fSubKeysRead || !eraser.Names().empty()) {
         LogMessage(g_hInstall,
                    L"Varen_CA DeleteVarenRegKey(), Varen key is not empty thus it will not be "
                    L"deleted %s \n",
@@ -345,48 +417,24 @@ int DeleteHklmKeyTree32(HKEY /*hRoot*/, wchar_t* szPath) {
     if (cchPath == 0 || cchPath == kcchLongPath) {
         return 0;
     }
-    if (RegDeleteKeyExW(HKEY_LOCAL_MACHINE, szPath, KEY_WOW64_32KEY, 0) == ERROR_SUCCESS) {
-        return 1;
-    }
+    const std::wstring strPath(szPath, cchPath);
     UniqueRegKey hKey;
-    LONG lOpen = RegOpenKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, kKeyAllAccess32, hKey.put());
+    LONG lOpen =
+        OpenKeyWithoutLinks(HKEY_LOCAL_MACHINE, strPath, kKeyTreeAccess, KEY_WOW64_32KEY, hKey);
     if (lOpen == ERROR_ACCESS_DENIED) {
-        lOpen = RegOpenKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, kKeyAllAccess32, hKey.put());
+        lOpen =
+            OpenKeyWithoutLinks(HKEY_LOCAL_MACHINE, strPath, kKeyTreeAccess, KEY_WOW64_32KEY, hKey);
     }
     if (lOpen == ERROR_FILE_NOT_FOUND) {
         return 1;
     }
-    if (lOpen != ERROR_SUCCESS) {
-        return 0;
-    }
-    // Children are reached by writing "\<name>" after the path in the same
-    // buffer. A child whose path would not fit cannot be removed, which ends
-    // the walk like any failed removal.
-    bool fRoomForChildren =
-        szPath[cchPath - 1] == L'\\' || AppendWithinBound(szPath, kcchLongPath, L"\\");
-    const size_t cchBase = wcsnlen(szPath, kcchLongPath);
-    wchar_t szName[MAX_PATH];
-    std::wstring strPrevious;
-    while (fRoomForChildren) {
-        DWORD cchName = MAX_PATH;
-        if (RegEnumKeyExW(hKey.get(), 0, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        // The same child first again means its removal did not take.
-        if (strPrevious == szName) {
-            break;
-        }
-        strPrevious = szName;
-        szPath[cchBase] = L'\0';
-        if (!AppendWithinBound(szPath, kcchLongPath, szName) ||
-            !DeleteHklmKeyTree32(HKEY_LOCAL_MACHINE, szPath)) {
-            break;
-        }
-    }
-    szPath[cchPath] = L'\0';
-    hKey.reset();
-    return RegDeleteKeyExW(HKEY_LOCAL_MACHINE, szPath, KEY_WOW64_32KEY, 0) == ERROR_SUCCESS ? 1 : 0;
+    // Children's paths once had to fit the caller's buffer, with a "\" after
+    // the path unless it ends in one: the same bound still ends the walk.
+    const size_t cchBase = szPath[cchPath - 1] == L'\\' ? cchPath - 1 : cchPath;
+    return lOpen == ERROR_SUCCESS &&
+                   DeleteOpenKeyTree(hKey.get(), KEY_WOW64_32KEY, cchBase, kcchLongPath)
+               ? 1
+               : 0;
 }
 
 namespace {
@@ -441,12 +489,17 @@ void ListKeyTree(HKEY hKey, const std::wstring& strFullName, std::vector<std::ws
         const std::wstring strSubKey = strFullName + L"\\" + szSubKey;
         vecResult.push_back(strSubKey);
         UniqueRegKey hSubKey;
-        if (RegOpenKeyExW(hKey, szSubKey, 0, KEY_READ, hSubKey.put()) != ERROR_SUCCESS) {
+        if (RegOpenKeyExW(hKey, szSubKey, REG_OPTION_OPEN_LINK, KEY_READ, hSubKey.put()) !=
+            ERROR_SUCCESS) {
             LogMessage(g_hInstall, L"QueryKey: %s---------hkey is NULL---------------%s",
                        strFullName.c_str(), szSubKey);
             continue;
         }
-        ListKeyTree(hSubKey.get(), strSubKey, vecResult);
+        // A link is listed but never followed: it may lead anywhere, its own
+        // ancestors included.
+        if (!IsLinkKey(hSubKey.get())) {
+            ListKeyTree(hSubKey.get(), strSubKey, vecResult);
+        }
     }
 }
 

@@ -49,7 +49,8 @@ std::wstring GetOrxInstallDir();
 void CreateRegDWValue(const wchar_t* szName, DWORD dwData);
 
 // Removes the key of szPath under hRoot in both views, but only when neither
-// view holds a sub-key or a value under it.
+// view holds a sub-key or a value under it. A key that cannot be read counts as
+// not empty and stays.
 void DeleteVarenRegKey(HKEY hRoot, const wchar_t* szPath);
 
 // Removes HKLM "SOFTWARE\ORX Technologies\Install\Packages\<szPackage>" in
@@ -67,11 +68,11 @@ void DeleteNamedValues(HKEY hKey, const wchar_t* szName);
 // (native view); silent when the key cannot be opened.
 void DeleteRunValue(const wchar_t* szName);
 
-// Removes the tree of szPath under HKLM in the 32-bit view. szPath is a
-// caller-owned buffer of kcchLongPath characters that is used as scratch
-// space while descending and holds the original path again on return.
-// hRoot is not used. Returns 1 when the key is gone, 0 when it could not be
-// removed.
+// Removes the tree of szPath under HKLM in the 32-bit view; links inside are
+// removed as themselves, never followed. szPath is a caller-owned buffer of
+// kcchLongPath characters, left as it was; a key whose path would not fit it
+// cannot be removed. hRoot is not used. Returns 1 when the key is gone, 0 when
+// it could not be removed.
 int DeleteHklmKeyTree32(HKEY hRoot, wchar_t* szPath /* kcchLongPath characters */);
 
 // Appends to vecResult the full name ("HKEY_LOCAL_MACHINE\..." and so on) of
@@ -114,14 +115,18 @@ class RegistryKeyEraser {
     RegistryKeyEraser& operator=(const RegistryKeyEraser&) = delete;
 
     // Fills Names() with the sub-keys of the key part, native view first,
-    // then the 32-bit names not already listed.
-    void EnumSubKeys();
+    // then the 32-bit names not already listed. Reads with KEY_READ and follows
+    // no link on the way (a link is read as the key it is). False when a view
+    // that has the key could not be read in full.
+    bool EnumSubKeys();
     // Fills Names() with the values of the key part in the native view, or,
-    // when it has none, with those of the 32-bit view.
-    void EnumValues();
+    // when it has none, with those of the 32-bit view; false as above.
+    bool EnumValues();
 
-    // Remove szPath under hRoot with all its sub-keys, in one view each.
-    // True when the key is gone (or was never there).
+    // Remove szPath under hRoot with all its sub-keys, in one view each. A
+    // registry link inside is removed as itself, never followed, and a path
+    // that passes through a link is not removed. True when the key is gone
+    // (or was never there).
     bool DeleteTree32(HKEY hRoot, const wchar_t* szPath);
     bool DeleteTreeNative(HKEY hRoot, const wchar_t* szPath);
 
@@ -132,12 +137,13 @@ class RegistryKeyEraser {
 
   private:
     enum class NameKind { SubKey, Value };
-    // Opens the key part in one view (full access) and runs AppendNames on it;
-    // a view that does not open adds nothing.
-    void AppendViewNames(bool f32BitView, NameKind kind, bool fMerge);
-    // One enumeration pass over the open key hKey; fMerge drops names already listed.
-    void AppendNames(HKEY hKey, NameKind kind, bool fMerge);
-    // The recursion behind DeleteTree32 and DeleteTreeNative.
+    // Opens the key part in one view (read access) and runs AppendNames on it;
+    // a view without the key adds nothing. False when the key could not be read.
+    bool AppendViewNames(bool f32BitView, NameKind kind, bool fMerge);
+    // One enumeration pass over the open key hKey; fMerge drops names already
+    // listed. False when a name could not be read.
+    bool AppendNames(HKEY hKey, NameKind kind, bool fMerge);
+    // The removal behind DeleteTree32 and DeleteTreeNative.
     bool DeleteTree(HKEY hRoot, const std::wstring& strPath, bool f32BitView);
 
     std::vector<std::wstring> m_vecNames;

@@ -17,26 +17,3 @@ bool IsSingleKeyName(std::wstring_view strName) {
 bool ContainsName(const std::vector<std::wstring>& vecNames, std::wstring_view strName) {
     return std::find(vecNames.begin(), vecNames.end(), strName) != vecNames.end();
 }
-
-bool AppendWithinBound(wchar_t* szBuffer, std::size_t cchBuffer, const wchar_t* szText) {
-    if (cchBuffer == 0) {
-        return false;
-    }
-    std::size_t cchUsed = 0;
-    while (cchUsed < cchBuffer && szBuffer[cchUsed] != L'\0') {
-        ++cchUsed;
-    }
-    if (cchUsed == cchBuffer) {
-        szBuffer[cchBuffer - 1] = L'\0';
-        return false;
-    }
-    for (; *szText != L'\0'; ++szText) {
-        if (cchUsed + 1 == cchBuffer) {
-            szBuffer[cchUsed] = L'\0';
-            return false;
-        }
-        szBuffer[cchUsed++] = *szText;
-    }
-    szBuffer[cchUsed] = L'\0';
-    return true;
-}

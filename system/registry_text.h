@@ -1,9 +1,8 @@
-// Key-path text for the registry routines: the key-part/leaf split, name
-// lists and bounded path building. Pure text code (no <windows.h>), built for
+// Key-path text for the registry routines: the key-part/leaf split and name
+// lists. Pure text code (no <windows.h>), built for
 // the host as well.
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,9 +26,3 @@ bool IsSingleKeyName(std::wstring_view strName);
 // True when vecNames holds an entry equal to strName (same length, same
 // characters; case matters).
 bool ContainsName(const std::vector<std::wstring>& vecNames, std::wstring_view strName);
-
-// Appends szText to the NUL-terminated text in szBuffer (cchBuffer characters
-// in all) as far as it fits. The result is always terminated and nothing is
-// written past cchBuffer. Returns false when szText had to be cut short (or
-// szBuffer held no terminator to begin with).
-bool AppendWithinBound(wchar_t* szBuffer, std::size_t cchBuffer, const wchar_t* szText);

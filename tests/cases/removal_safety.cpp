@@ -104,3 +104,90 @@ std::vector<Case> FedToEachAction() {
 const int kFed = Register(FedToEachAction());
 
 } // namespace
+
+// Registry links planted in the keys the clean-up actions remove: the link goes
+// with its key, never the key it leads to; a path through a link is not removed.
+namespace {
+
+const std::wstring kTarget = L"SOFTWARE\\VarenLinkTarget";
+const std::wstring kOrx = L"SOFTWARE\\ORX Technologies";
+const std::wstring kInstall = kOrx + L"\\Install";
+const std::wstring kPackages = kInstall + L"\\Packages";
+const std::wstring kPid = L"W-05-000U-000-003-002-001-00-07";
+const std::wstring kPackage = kPackages + L"\\" + kPid;
+
+// The key a link leads to: a value, a sub-key, and a key named like the package.
+std::vector<Item> WithTarget(std::vector<Item> items) {
+    items.insert(items.end(), {Str(N, kTarget, L"Keep", L"1"), Key(N, kTarget + L"\\Sub"),
+                               Key(N, kTarget + L"\\" + kPid)});
+    return items;
+}
+
+const wchar_t kHasSubKeys[] =
+    L"Varen key has sub keys and is not empty thus it will not be deleted ";
+const wchar_t kNotEmpty[] = L"Varen key is not empty thus it will not be deleted ";
+const wchar_t kDeleted[] = L"key deleted successfully ";
+
+// CleanRegistry's lines for kPid with DeleteVarenRegKey's verdicts on Packages
+// and Install.
+Lines CleanLines(const wchar_t* szPackages, const wchar_t* szInstall) {
+    const std::wstring strPath = kPackage + L"\\";
+    return {L"Varen_CA DeleteVLMRegKey: PID=" + kPid + L"\n",
+            L"Varen_CA DeletePackageKey(), Key to delete is " + strPath + L" \n",
+            L"Varen_CA DeletePackageKey(), " + strPath + L" key should be deleted \n",
+            L"Varen_CA CleanVarenRegKeys(), VLM Package key deleted, will now attempt the Varen "
+            L"(Package) key\n",
+            L"Varen_CA DeleteVarenRegKey(), " + (szPackages + kPackages) + L"\\ \n",
+            L"Varen_CA DeleteVarenRegKey(), " + (szInstall + kInstall) + L"\\ \n"};
+}
+
+LONG WINAPI RefuseQueryInfoKey(HKEY, LPWSTR, LPDWORD, LPDWORD, LPDWORD, LPDWORD, LPDWORD, LPDWORD,
+                               LPDWORD, LPDWORD, LPDWORD, PFILETIME) {
+    CountFault();
+    return ERROR_ACCESS_DENIED;
+}
+
+const int kLinks = Register({
+    {.szName = "a link in the package key goes, its target stays",
+     .szAction = "CleanRegistry",
+     .data = kPid,
+     .before = WithTarget({Dword(N, kPackage, L"iPackageLevel", 1),
+                           Link(N, kPackage + L"\\Link", kTarget), Key(NW, kOrx + L"\\Sibling")}),
+     .lines = CleanLines(kDeleted, kDeleted),
+     .gone = {Key(NW, kInstall)}},
+    {.szName = "Packages as a link: nothing is removed through it",
+     .szAction = "CleanRegistry",
+     .data = kPid,
+     .before = WithTarget({Link(N, kPackages, kTarget)}),
+     .lines = CleanLines(kNotEmpty, kHasSubKeys)},
+    {.szName = "a key that cannot be read is kept",
+     .szAction = "CleanRegistry",
+     .data = kPid,
+     .before = {Key(NW, kPackage), Key(NW, kOrx + L"\\Sibling")},
+     .lines = CleanLines(kNotEmpty, kNotEmpty),
+     .gone = {Key(NW, kPackage)},
+     .arrange =
+         [](ActionSession&) {
+             return Fault("advapi32.dll", "RegQueryInfoKeyW",
+                          reinterpret_cast<void*>(&RefuseQueryInfoKey));
+         }},
+    {.szName = "a link below A4 goes, its target stays",
+     .szAction = "DeleteA4Registry",
+     .before = WithTarget(
+         {Link(N, L"SOFTWARE\\ORX\\A4\\Link", kTarget), Key(W, L"SOFTWARE\\ORX\\A4\\Sub")}),
+     .uReturn = 1,
+     .lines = {L"VAREN_CA: SearchA4RegKey  \n"},
+     .gone = {Key(NW, L"SOFTWARE\\ORX")}},
+    {.szName = "a 32-bit link goes, its target stays",
+     .szAction = "DeleteORXKey",
+     .before = WithTarget({Link(W, L"SOFTWARE\\ORX\\Link", kTarget), Key(W, L"SOFTWARE\\ORX\\Sub"),
+                           Key(N, L"SOFTWARE\\ORX\\Native")}),
+     .gone = {Key(W, L"SOFTWARE\\ORX")}},
+    {.szName = "the PN key as a link: the link goes, its target stays",
+     .szAction = "DeletePNKEY",
+     .before =
+         WithTarget({Link(N, L"SOFTWARE\\QVX\\PN", kTarget), Key(N, L"SOFTWARE\\QVX\\Other")}),
+     .gone = {Key(N, L"SOFTWARE\\QVX\\PN")}},
+});
+
+} // namespace

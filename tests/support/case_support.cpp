@@ -130,8 +130,8 @@ std::vector<View> ViewsOf(const Item& item) {
 }
 
 std::string Describe(const Item& item, std::optional<View> view = std::nullopt) {
-    static const char* const kKinds[] = {"key",     "value",   "file",     "folder",
-                                         "program", "service", "shortcut", "process"};
+    static const char* const kKinds[] = {"key",     "value",    "file",    "folder", "program",
+                                         "service", "shortcut", "process", "link"};
     std::string strText = kKinds[static_cast<int>(item.kind)];
     if (item.kind == Item::Kind::Service) {
         return strText + " " + Narrow(item.strName);
@@ -144,6 +144,9 @@ std::string Describe(const Item& item, std::optional<View> view = std::nullopt) 
     strText += Narrow(item.strPath);
     if (item.kind == Item::Kind::Value) {
         strText += " [" + Narrow(item.strName) + "]";
+    }
+    if (item.kind == Item::Kind::Link) {
+        strText += " -> HKLM\\" + Narrow(item.strName);
     }
     if (view) {
         strText += std::string(" in the ") + ViewName(*view);
@@ -201,6 +204,8 @@ bool Exists(const Item& item, View view) {
         return ValueExists(item.hRoot, view, item.strPath, item.strName);
     case Item::Kind::Service:
         return ServiceState(item.strName).has_value();
+    case Item::Kind::Link:
+        return LinkExists(item.hRoot, view, item.strPath);
     default:
         return FileSystemExists(item.strPath);
     }
@@ -357,6 +362,11 @@ void Arrange(const Item& item) {
         for (View view : ViewsOf(item)) {
             SetRaw(item.hRoot, view, item.strPath, item.strName, item.dwType, item.data.data(),
                    static_cast<DWORD>(item.data.size()));
+        }
+        break;
+    case Item::Kind::Link:
+        for (View view : ViewsOf(item)) {
+            CreateLink(item.hRoot, view, item.strPath, item.strName);
         }
         break;
     case Item::Kind::Folder:
@@ -761,6 +771,10 @@ Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwV
     const auto* pBytes = reinterpret_cast<const BYTE*>(&dwValue);
     return Raw(views, std::move(strPath), std::move(strName), REG_DWORD,
                {pBytes, pBytes + sizeof(dwValue)}, hRoot);
+}
+
+Item Link(unsigned views, std::wstring strPath, std::wstring strTarget, HKEY hRoot) {
+    return {Item::Kind::Link, std::move(strPath), views, hRoot, std::move(strTarget), REG_LINK, {}};
 }
 
 Item File(std::wstring strPath, std::string strContent) {

@@ -42,12 +42,13 @@ enum Views : unsigned { N = 1, W = 2, NW = 3 };
 
 // One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
 struct Item {
-    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process };
+    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process, Link };
     Kind kind;
     std::wstring strPath;
     unsigned views = N;
     HKEY hRoot = HKEY_LOCAL_MACHINE;
-    std::wstring strName; // a value's name ("" is the default value); see Shortcut, Running
+    std::wstring strName; // a value's name ("" is the default value); a link's target; see
+                          // Shortcut, Running
     DWORD dwType = REG_NONE;
     std::vector<BYTE> data;      // a value's data, or a file's content
     std::wstring strArguments{}; // a service's behaviour: the arguments of its binary path
@@ -63,6 +64,10 @@ Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwV
 // Any type and bytes: odd sizes, missing terminators, wrong types.
 Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
          std::vector<BYTE> data, HKEY hRoot = HKEY_LOCAL_MACHINE);
+// A registry link at strPath that leads to the HKLM key strTarget (native view): the
+// runner checks that it is still there, and removes it without following it.
+Item Link(unsigned views, std::wstring strPath, std::wstring strTarget,
+          HKEY hRoot = HKEY_LOCAL_MACHINE);
 Item File(std::wstring strPath, std::string strContent = "x");
 Item Folder(std::wstring strPath);
 // The stand-in program at strPath: it records the command line it is started with.

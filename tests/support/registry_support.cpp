@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+// Removes the key of an open handle itself, a link included (not in the SDK headers).
+extern "C" LONG NTAPI NtDeleteKey(HANDLE hKey);
+
 REGSAM ViewFlag(View view) {
     return view == View::Wow32 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
 }
@@ -89,14 +92,73 @@ std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPat
     return *reinterpret_cast<const DWORD*>(raw->second.data());
 }
 
+namespace {
+
+// Removes everything below hKey and hKey itself. Links are opened and removed as
+// themselves: RegDeleteTreeW would follow them and empty their targets.
+void DeleteOpenTree(HKEY hKey, View view) {
+    wchar_t szName[256];
+    for (DWORD dwIndex = 0;;) {
+        DWORD cchName = ARRAYSIZE(szName);
+        if (RegEnumKeyExW(hKey, dwIndex, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        HKEY hChild = nullptr;
+        if (RegOpenKeyExW(hKey, szName, REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS | ViewFlag(view),
+                          &hChild) != ERROR_SUCCESS) {
+            ++dwIndex; // left in place; the next one is tried
+            continue;
+        }
+        DeleteOpenTree(hChild, view);
+        RegCloseKey(hChild);
+        if (KeyExists(hKey, view, szName) || LinkExists(hKey, view, szName)) {
+            ++dwIndex;
+        }
+    }
+    NtDeleteKey(hKey);
+}
+
+} // namespace
+
 void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {
-    HKEY hKey = Open(hRoot, view, strPath, KEY_ALL_ACCESS);
-    if (!hKey) {
+    HKEY hKey = nullptr;
+    if (RegOpenKeyExW(hRoot, strPath.c_str(), REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS | ViewFlag(view),
+                      &hKey) != ERROR_SUCCESS) {
         return;
     }
-    RegDeleteTreeW(hKey, nullptr);
+    DeleteOpenTree(hKey, view);
     RegCloseKey(hKey);
-    RegDeleteKeyExW(hRoot, strPath.c_str(), ViewFlag(view), 0);
+}
+
+void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget) {
+    HKEY hKey = nullptr;
+    ASSERT_EQ(ERROR_SUCCESS,
+              RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                              KEY_ALL_ACCESS | KEY_CREATE_LINK | ViewFlag(view), nullptr, &hKey,
+                              nullptr))
+        << "creating a link in the " << ViewName(view);
+    // The target in the kernel's form, without a terminator.
+    const std::wstring strNtTarget = L"\\REGISTRY\\MACHINE\\" + strTarget;
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegSetValueExW(hKey, L"SymbolicLinkValue", 0, REG_LINK,
+                             reinterpret_cast<const BYTE*>(strNtTarget.data()),
+                             static_cast<DWORD>(strNtTarget.size() * sizeof(wchar_t))));
+    RegCloseKey(hKey);
+}
+
+bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath) {
+    HKEY hKey = nullptr;
+    if (RegOpenKeyExW(hRoot, strPath.c_str(), REG_OPTION_OPEN_LINK,
+                      KEY_QUERY_VALUE | ViewFlag(view), &hKey) != ERROR_SUCCESS) {
+        return false;
+    }
+    DWORD dwType = REG_NONE;
+    const bool fLink = RegQueryValueExW(hKey, L"SymbolicLinkValue", nullptr, &dwType, nullptr,
+                                        nullptr) == ERROR_SUCCESS &&
+                       dwType == REG_LINK;
+    RegCloseKey(hKey);
+    return fLink;
 }
 
 RegistryScope::RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths)

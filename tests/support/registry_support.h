@@ -28,8 +28,13 @@ std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPat
 std::optional<std::pair<DWORD, std::vector<BYTE>>>
 ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
 
-// Removes a key and everything below it; a missing key is fine.
+// Removes a key and everything below it; a missing key is fine. Links are
+// removed as themselves, never followed.
 void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath);
+
+// A registry link at strPath that leads to HKLM strTarget (native view).
+void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget);
+bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath);
 
 // Removes the given keys in both views now and again when it goes out of scope,
 // so each test starts and ends clean.
