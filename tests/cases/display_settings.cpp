@@ -362,9 +362,14 @@ const int kSetDCLogFileRegistry = Register({
                               {REG_SZ, DriverName(L"0007") + std::wstring(300, L'7')}})},
 });
 
-LONG WINAPI DenyDeleteKey(HKEY, LPCWSTR) {
-    CountFault();
-    return ERROR_ACCESS_DENIED;
+// Refuses the native view's opens for removal: the key cannot be deleted there.
+LONG WINAPI DenyDeleteKey(HKEY hKey, LPCWSTR szSubKey, DWORD dwOptions, REGSAM samDesired,
+                          PHKEY phResult) {
+    if ((samDesired & DELETE) != 0 && (samDesired & KEY_WOW64_32KEY) == 0) {
+        CountFault();
+        return ERROR_ACCESS_DENIED;
+    }
+    return RegOpenKeyExW(hKey, szSubKey, dwOptions, samDesired, phResult);
 }
 
 const std::wstring kQvx = L"SOFTWARE\\QVX";
@@ -380,7 +385,7 @@ const int kClearPixelRegValues = Register({
      .before = {Key(NW, kQvx + L"\\PixelSharp")},
      .lines = {L"VAREN_CA: ClearPixelRegValues could not delete SOFTWARE\\QVX\\PixelSharp  \n"},
      .gone = {Key(W, kQvx + L"\\PixelSharp")},
-     .arrange = Faults({Shim("advapi32.dll", "RegDeleteKeyW", &DenyDeleteKey)})},
+     .arrange = Faults({Shim("advapi32.dll", "RegOpenKeyExW", &DenyDeleteKey)})},
 });
 
 const int kClearHKCUPixelRegValues = Register({
