@@ -92,11 +92,29 @@ Case DeleteandRetainValuesCase(const Row& row) {
     return c;
 }
 
+// The folder comes whole from "CustomActionData"; it is removed permanently.
+Case RemoveCADDirCase(const Row& row) {
+    const std::wstring strValue = Expand(row.strValue);
+    Case c = {.szName = row.szName, .szAction = "RemoveCADDir", .before = Canaries()};
+    if (!row.strValue.empty()) {
+        c.data = row.strValue;
+    }
+    if (strValue.size() >= MAX_PATH) {
+        c.lines = {L"VAREN_CA RemoveCADDir could not get CustomActionData \n"};
+    } else if (row.pRemoved != nullptr) {
+        c.gone = {Folder(*row.pRemoved)};
+    } else {
+        c.lines = {L"VAREN_CA RemoveCADDir could not delete " + strValue + L" \n"};
+    }
+    return c;
+}
+
 std::vector<Case> FedToEachAction() {
     std::vector<Case> cases;
     for (const Row& row : kRows) {
         cases.push_back(ClearCADirCase(row));
         cases.push_back(DeleteandRetainValuesCase(row));
+        cases.push_back(RemoveCADDirCase(row));
     }
     return cases;
 }
