@@ -13,6 +13,7 @@
 #include "system/file_copy.h"
 #include "system/process.h"
 #include "system/registry.h"
+#include "system/removal.h"
 
 #include <msiquery.h>
 #include <shlobj.h>
@@ -163,7 +164,7 @@ extern "C" UINT __stdcall UnLoadOldDriver(MSIHANDLE /*hInstall*/) {
     }
     for (const wchar_t* szFile :
          {L"pcore.sys", L"pcore.cat", L"caprof.sys", L"caprof.cat", L"cautility.sys"}) {
-        DeleteFileW(JoinFolderAndName(strDrivers, szFile).c_str());
+        RemoveFile(JoinFolderAndName(strDrivers, szFile).c_str());
     }
     return 1;
 }
