@@ -32,46 +32,40 @@ std::optional<std::wstring> ReadActionData(const wchar_t* szAction) {
     return std::wstring(szData);
 }
 
-// Removes strPath permanently through the silent shell removal when it is there.
-// A path the guard refuses, and one that stays, is logged as not deleted. True
-// when nothing is left.
-bool RemoveQuietly(const wchar_t* szAction, const std::wstring& strPath) {
+// True when strPath passes the removal guard and names nothing: there is
+// nothing to remove and nothing to report.
+bool IsNothingToRemove(const std::wstring& strPath) {
     std::wstring strTarget;
-    const bool fAllowed = CheckRemovalTarget(strPath.c_str(), strTarget) == 0;
-    if (fAllowed && !PathFileExistsW(strTarget.c_str())) {
-        return true;
-    }
-    if (fAllowed && RemovePathViaShell(strTarget.c_str(), 1)) {
+    return CheckRemovalTarget(strPath.c_str(), strTarget) == 0 &&
+           !PathFileExistsW(strTarget.c_str());
+}
+
+// Removes strPath permanently through the silent shell removal; a path the guard
+// refuses, and one that stays, is logged as not deleted. True when nothing is left.
+bool RemoveQuietly(const wchar_t* szAction, const std::wstring& strPath) {
+    if (IsNothingToRemove(strPath) || RemovePathViaShell(strPath.c_str(), 1)) {
         return true;
     }
     LogMessage(g_hInstall, L"VAREN_CA %s could not delete %s \n", szAction, strPath.c_str());
     return false;
 }
 
-// Removes strPath permanently with DeleteDirectory (which logs the attempt and its
-// outcome) unless it is an allowed path that is not there. True when removed.
+// Removes strPath permanently with DeleteDirectory, which logs the attempt and its
+// outcome (a refusal included). True when it was removed.
 bool RemoveLogged(const std::wstring& strPath) {
-    std::wstring strTarget;
-    if (CheckRemovalTarget(strPath.c_str(), strTarget) == 0 &&
-        !PathFileExistsW(strTarget.c_str())) {
-        return false;
-    }
-    return DeleteDirectory(strPath.c_str(), 0) == 1;
+    return !IsNothingToRemove(strPath) && DeleteDirectory(strPath.c_str(), 0) == 1;
 }
 
-// <ProgramData>\QVX\<szComponent>, removed permanently.
+// <ProgramData>\QVX\<szComponent>, removed permanently. A ProgramData the shell
+// cannot resolve leaves a path the guard refuses, logged as not deleted.
 UINT DeleteTempFolder(const wchar_t* szComponent) {
-    const std::wstring strProgramData = GetShellFolderPath(CSIDL_COMMON_APPDATA);
-    const std::wstring strFolder =
-        JoinFolderAndName(JoinFolderAndName(strProgramData, L"QVX"), szComponent);
-    std::wstring strTarget;
-    const bool fAllowed =
-        !strProgramData.empty() && CheckRemovalTarget(strFolder.c_str(), strTarget) == 0;
-    if (fAllowed && !PathFileExistsW(strTarget.c_str())) {
+    const std::wstring strFolder = JoinFolderAndName(
+        JoinFolderAndName(GetShellFolderPath(CSIDL_COMMON_APPDATA), L"QVX"), szComponent);
+    if (IsNothingToRemove(strFolder)) {
         return ERROR_SUCCESS;
     }
     LogMessage(g_hInstall, L"VAREN_CA deletes %s Temp DIR\n", szComponent);
-    if (!fAllowed || !RemovePathViaShell(strTarget.c_str(), 1)) {
+    if (!RemovePathViaShell(strFolder.c_str(), 1)) {
         LogMessage(g_hInstall, L"VAREN_CA Could not delete %s Temp DIR  \n", szComponent);
     }
     return ERROR_SUCCESS;
@@ -109,12 +103,7 @@ UINT DeleteRegisteredFolder(const wchar_t* szSubKey, const wchar_t* szName) {
     // Room for more than a path: a longer value is refused by the removal, logged.
     const std::optional<std::wstring> strFolder =
         QueryStringValue(hKey.get(), szName, kcchLongPath * sizeof(wchar_t));
-    if (!strFolder) {
-        return ERROR_SUCCESS;
-    }
-    std::wstring strTarget;
-    if (CheckRemovalTarget(strFolder->c_str(), strTarget) == 0 &&
-        !PathFileExistsW(strTarget.c_str())) {
+    if (!strFolder || IsNothingToRemove(*strFolder)) {
         return ERROR_SUCCESS;
     }
     KillVantorSettings(); // its files may be in use
