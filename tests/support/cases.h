@@ -119,6 +119,9 @@ struct Case {
     // Called in the session before the action; what it returns lives until the
     // action has returned (an ImportPatch made with Fault, say).
     std::function<std::shared_ptr<void>(ActionSession&)> arrange{};
+    // A sweep with hostile input: only that the action returns and that nothing
+    // arranged changed are checked, not its return, lines or other outcomes.
+    bool fSurvivalOnly = false;
 };
 
 // Registers the cases as GoogleTest tests "<action>.<name>" ("Win7_<action>.<name>"
