@@ -830,7 +830,8 @@ int Register(std::vector<Case> newCases) {
     static std::deque<Case> registered;
     for (Case& c : newCases) {
         const Case& stored = registered.emplace_back(std::move(c));
-        const std::string strSuite = (stored.iWindows == 7   ? std::string("Win7_")
+        const std::string strSuite = (stored.fSurvivalOnly   ? std::string("Sweep_")
+                                      : stored.iWindows == 7 ? std::string("Win7_")
                                       : ShowsWindows(stored) ? std::string("Desktop_")
                                                              : std::string()) +
                                      stored.szAction;

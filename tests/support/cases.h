@@ -119,8 +119,9 @@ struct Case {
     // Called in the session before the action; what it returns lives until the
     // action has returned (an ImportPatch made with Fault, say).
     std::function<std::shared_ptr<void>(ActionSession&)> arrange{};
-    // A sweep with hostile input: only that the action returns and that nothing
-    // arranged changed are checked, not its return, lines or other outcomes.
+    // A sweep with hostile input ("Sweep_<action>.<name>", run in a prefix of its
+    // own): only that the action returns and that nothing arranged changed are
+    // checked, not its return, lines or other outcomes.
     bool fSurvivalOnly = false;
 };
 
