@@ -186,11 +186,10 @@ const int kStopandDeleteEEU = Register({
      .before = {Service(kSibling, kSiblingProgram)},
      .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, the EEU service is not "
                L"installed \n"}},
-    {.szName = "a service that refuses to stop is deleted all the same",
+    {.szName = "a service that refuses to stop is marked for deletion and runs on",
      .szAction = "StopandDeleteEEU",
      .before = {Eeu(L"refuse", SERVICE_RUNNING)},
-     .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, EEU service deleted \n"},
-     .gone = {Eeu(L"refuse", SERVICE_RUNNING)}},
+     .lines = {L"VAREN_CA StopandDeleteEEU: no QVX display device, EEU service deleted \n"}},
 });
 
 } // namespace

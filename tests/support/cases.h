@@ -79,8 +79,8 @@ Item Program(std::wstring strPath, unsigned uDelayMs = 0);
 // copied to strPath and registered with the binary path "<strPath>" strArguments, which
 // set its behaviour. Before the action it is in dwState (SERVICE_STOPPED, _RUNNING, or
 // _STOP_PENDING: running, then asked to stop); in .after, dwState is the state it must be
-// in; in .gone, the service must no longer exist or be marked for deletion (it goes once
-// its process has ended). Its program file is not checked.
+// in; in .gone, the service must no longer exist, or be stopped and marked for deletion
+// (it goes once its process has ended). Its program file is not checked.
 Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
              DWORD dwState = SERVICE_STOPPED);
 // A shell link, read back through IShellLinkW: its target, arguments and working folder.

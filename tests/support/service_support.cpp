@@ -125,12 +125,14 @@ std::optional<DWORD> ServiceState(const std::wstring& strName) {
     if (!hService.h) {
         return std::nullopt;
     }
-    // A change that changes nothing fails only for a service marked for deletion, which
-    // goes as soon as its process has let go of it.
-    if (!ChangeServiceConfigW(hService.h, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+    // A change that changes nothing fails only for a service marked for deletion; a
+    // stopped one goes as soon as its process has let go of it.
+    const DWORD dwState = QueryStatus(hService.h).dwCurrentState;
+    if (dwState == SERVICE_STOPPED &&
+        !ChangeServiceConfigW(hService.h, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
                               nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
         GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE) {
         return std::nullopt;
     }
-    return QueryStatus(hService.h).dwCurrentState;
+    return dwState;
 }

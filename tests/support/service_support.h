@@ -25,5 +25,5 @@ void CreateTestService(const std::wstring& strName, const std::wstring& strPath,
 void RemoveTestService(const std::wstring& strName, const std::wstring& strPath);
 
 // The service's current state, or nullopt when there is no such service or it is
-// marked for deletion.
+// stopped and marked for deletion.
 std::optional<DWORD> ServiceState(const std::wstring& strName);
