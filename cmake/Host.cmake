@@ -1,6 +1,10 @@
 # Host build: the pure text code and its unit tests under ASan and UBSan.
 set(VAREN_SANITIZE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
 add_compile_options(${VAREN_SANITIZE} -g)
+option(VAREN_FUZZ "Build libFuzzer targets (needs clang)" OFF)
+if(VAREN_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 add_link_options(${VAREN_SANITIZE})
 
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
@@ -17,16 +21,19 @@ target_compile_options(host_tests PRIVATE ${VAREN_WARNINGS})
 add_test(NAME host_tests COMMAND host_tests)
 set_tests_properties(host_tests PROPERTIES ENVIRONMENT "ASAN_OPTIONS=detect_leaks=1;UBSAN_OPTIONS=print_stacktrace=1")
 
-# Fuzz targets need clang's libFuzzer; built only when asked for.
-option(VAREN_FUZZ "Build libFuzzer targets (needs clang)" OFF)
+# Fuzz targets need clang's libFuzzer; built only when asked for (the "fuzz" preset,
+# scripts/fuzz). The text code is then instrumented too, so the fuzzer sees its
+# branches.
 if(VAREN_FUZZ)
     file(GLOB VAREN_FUZZERS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/fuzz/*_fuzz.cpp)
+    add_custom_target(fuzzers)
     foreach(src IN LISTS VAREN_FUZZERS)
         get_filename_component(name ${src} NAME_WE)
-        add_executable(${name} ${src})
+        add_executable(${name} EXCLUDE_FROM_ALL ${src})
         target_link_libraries(${name} PRIVATE varen_text)
-        target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+        target_compile_options(${name} PRIVATE ${VAREN_WARNINGS} -fsanitize=fuzzer)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+        add_dependencies(fuzzers ${name})
     endforeach()
 endif()
 

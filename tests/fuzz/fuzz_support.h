@@ -1,0 +1,34 @@
+// Shared by the fuzz targets: the input cut into text fields, and a check that
+// stops the run where a property fails.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+inline void Check(bool fCondition) {
+    if (!fCondition) {
+        std::abort();
+    }
+}
+
+// The input as cFields texts, cut at each byte 0xFF (missing fields are empty).
+// Bytes below 0x80 are those characters (NULs included), so separators, quotes and
+// keys turn up often; the others map above U+00FF, reaching past Latin-1.
+inline std::vector<std::wstring> SplitFields(const uint8_t* pData, size_t cbData, size_t cFields) {
+    std::vector<std::wstring> fields(cFields);
+    size_t iField = 0;
+    for (size_t i = 0; i < cbData; ++i) {
+        if (pData[i] == 0xFF) {
+            if (++iField == cFields) {
+                break;
+            }
+        } else {
+            fields[iField] += pData[i] < 0x80 ? static_cast<wchar_t>(pData[i])
+                                              : static_cast<wchar_t>(0x100 + pData[i]);
+        }
+    }
+    return fields;
+}

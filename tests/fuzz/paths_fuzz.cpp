@@ -1,0 +1,91 @@
+// Feeds arbitrary texts to the path and name parsers (service binary paths, parent
+// folders, key paths, product codes, versions, branding entries) and to the bounded
+// append, checking what each must give whatever the text.
+#include "suite/package_cleanup_text.h"
+#include "suite/profiler_cleanup_text.h"
+#include "system/registry_text.h"
+#include "system/service_text.h"
+#include "tests/fuzz/fuzz_support.h"
+
+#include <string_view>
+
+namespace {
+
+bool IsPrefix(std::wstring_view strPart, std::wstring_view strWhole) {
+    return strWhole.substr(0, strPart.size()) == strPart;
+}
+
+void CheckServicePaths(const std::wstring& strText) {
+    const std::wstring strBinary = GetServiceBinaryFile(strText);
+    Check(strText.starts_with(L'"') ? IsPrefix(strBinary, std::wstring_view(strText).substr(1))
+                                    : IsPrefix(strBinary, strText));
+    const std::wstring strParent = GetParentFolder(strText);
+    Check(IsPrefix(strParent, strText));
+    // Up to the last separator (with it after a bare drive); nothing without one.
+    const size_t iLast = strText.find_last_of(L"\\/");
+    Check(iLast == std::wstring::npos ? strParent.empty() : strParent.size() <= iLast + 1);
+}
+
+void CheckKeyPath(const std::wstring& strText) {
+    const KeyPathParts parts = SplitKeyPath(strText);
+    Check(parts.strLeafPart.find(L'\\') == std::wstring::npos);
+    Check(strText.find(L'\\') == std::wstring::npos
+              ? parts.strKeyPart.empty() && parts.strLeafPart == strText
+              : parts.strKeyPart + L"\\" + parts.strLeafPart == strText);
+    Check(IsSingleKeyName(strText) ==
+          (!strText.empty() && strText.find(L'\\') == std::wstring::npos));
+}
+
+// A buffer of cchBuffer characters holding strStart (cut to fit), guarded on both
+// sides: the append must stay inside, terminate, and report whether all fitted.
+void CheckAppend(const std::wstring& strStart, const std::wstring& strText, size_t cchBuffer) {
+    constexpr wchar_t kGuard = 0xFDFD;
+    std::wstring strMemory(cchBuffer + 2, kGuard);
+    wchar_t* szBuffer = strMemory.data() + 1;
+    const std::wstring strBefore =
+        strStart.substr(0, strStart.find(L'\0')).substr(0, cchBuffer - 1);
+    strBefore.copy(szBuffer, strBefore.size());
+    szBuffer[strBefore.size()] = L'\0';
+    const std::wstring strAdd = strText.substr(0, strText.find(L'\0'));
+    const bool fWhole = AppendWithinBound(szBuffer, cchBuffer, strAdd.c_str());
+    Check(strMemory.front() == kGuard && strMemory.back() == kGuard);
+    const std::wstring strAfter(szBuffer);
+    Check(strAfter.size() < cchBuffer);
+    Check(strAfter == (strBefore + strAdd).substr(0, strAfter.size()));
+    Check(fWhole == (strAfter.size() == strBefore.size() + strAdd.size()));
+}
+
+void CheckVersions(const std::wstring& strA, const std::wstring& strB) {
+    const auto ab = CompareVersions(strA, strB);
+    const auto ba = CompareVersions(strB, strA);
+    Check(ab.has_value() == ba.has_value());
+    if (ab) {
+        Check((*ab < 0) == (*ba > 0) && (*ab == 0) == (*ba == 0));
+        Check(CompareVersions(strA, strA) == 0);
+    }
+}
+
+void CheckBranding(const std::wstring& strFolder, const std::wstring& strName) {
+    const std::wstring strEntry = BrandingEntryPath(strFolder, strName);
+    Check(strEntry.find(L'\\') == std::wstring::npos);
+    Check(strEntry.ends_with(WithForwardSlashes(strName)));
+    Check(!KeepsBrandingEntry(strEntry, {}));
+    Check(KeepsBrandingEntry(strEntry, {strEntry}));
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
+    const std::vector<std::wstring> fields = SplitFields(pData, cbData, 2);
+    for (const std::wstring& strText : fields) {
+        CheckServicePaths(strText);
+        CheckKeyPath(strText);
+        if (IsProductCode(strText)) {
+            Check(strText.size() == 38 && strText.front() == L'{' && strText.back() == L'}');
+        }
+    }
+    CheckAppend(fields[0], fields[1], 1 + cbData % 64);
+    CheckVersions(fields[0], fields[1]);
+    CheckBranding(fields[0], fields[1]);
+    return 0;
+}
