@@ -84,6 +84,11 @@ foreach(script IN LISTS VAREN_E2E_TESTS)
 endforeach()
 
 # Benchmarks: built with the rest, run by scripts/bench (never as tests).
+# The per-call baseline of bench/action_cost.bench: one export, built like the DLL.
+add_library(return_ca SHARED ${CMAKE_SOURCE_DIR}/bench/return_ca.cpp ${CMAKE_SOURCE_DIR}/bench/return_ca.def)
+set_target_properties(return_ca PROPERTIES PREFIX "")
+target_compile_options(return_ca PRIVATE ${VAREN_WARNINGS} -Os -ffunction-sections -fdata-sections)
+target_link_options(return_ca PRIVATE -static -Wl,--gc-sections -s)
 file(GLOB VAREN_BENCHES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/*_bench.cpp)
 foreach(src IN LISTS VAREN_BENCHES)
     get_filename_component(name ${src} NAME_WE)
