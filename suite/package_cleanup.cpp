@@ -16,6 +16,7 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -267,8 +268,10 @@ extern "C" UINT __stdcall DeleteandRetainValues(MSIHANDLE /*hInstall*/) {
         CheckRemovalTarget(strFolder.c_str(), strChecked) != 0) {
         return 0;
     }
+    std::vector<std::wstring> vecRetained = g_vecRetainedNames;
+    std::sort(vecRetained.begin(), vecRetained.end());
     for (const std::wstring& strEntry : ListBrandingEntries(strFolder)) {
-        if (!KeepsBrandingEntry(strEntry, g_vecRetainedNames)) {
+        if (!KeepsBrandingEntry(strEntry, vecRetained)) {
             DeleteBrandingEntry(strEntry);
         }
     }

@@ -1,7 +1,5 @@
 #include "suite/package_cleanup_text.h"
 
-#include "system/registry_text.h"
-
 #include <algorithm>
 
 bool IsExceptedPackage(std::wstring_view strPackage) {
@@ -29,9 +27,9 @@ std::wstring BrandingEntryPath(std::wstring_view strFolder, std::wstring_view st
 }
 
 bool KeepsBrandingEntry(std::wstring_view strEntry, const std::vector<std::wstring>& vecRetained) {
-    if (strEntry.find(L"Skins") != std::wstring_view::npos && !vecRetained.empty() &&
-        ContainsName(vecRetained, L"Skins")) {
-        return true;
-    }
-    return ContainsName(vecRetained, strEntry);
+    const auto Holds = [&](std::wstring_view strName) {
+        return std::binary_search(vecRetained.begin(), vecRetained.end(), strName);
+    };
+    return (strEntry.find(L"Skins") != std::wstring_view::npos && Holds(L"Skins")) ||
+           Holds(strEntry);
 }

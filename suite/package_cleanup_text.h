@@ -22,5 +22,6 @@ std::wstring BrandingEntryPath(std::wstring_view strFolder, std::wstring_view st
 // Whether a branding-folder entry is kept. An entry whose text contains
 // "Skins" is kept when the retained list holds "Skins" itself; otherwise, and
 // for every other entry, it is kept only when the list holds an item equal to
-// it. An empty list keeps nothing.
+// it. An empty list keeps nothing. vecRetained is sorted (std::sort), so that
+// each entry costs a binary search: a folder as large as the list stays linear.
 bool KeepsBrandingEntry(std::wstring_view strEntry, const std::vector<std::wstring>& vecRetained);

@@ -35,7 +35,7 @@ TEST(KeepsBrandingEntry, SkinsEntriesFollowTheSkinsNameOthersNeedAnExactItem) {
     EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/OldSkins.zip", vecSkins)); // any text containing it
     EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/skins", vecSkins));       // case matters
     EXPECT_FALSE(KeepsBrandingEntry(L"C:/B/logo.png", vecSkins));
-    const std::vector<std::wstring> vecOther = {L"Logo", L"C:/B/Skins", L"C:/B/logo.png"};
+    const std::vector<std::wstring> vecOther = {L"C:/B/Skins", L"C:/B/logo.png", L"Logo"}; // sorted
     EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/Skins", vecOther));
     EXPECT_TRUE(KeepsBrandingEntry(L"C:/B/logo.png", vecOther));
     for (const wchar_t* szEntry :
