@@ -1,6 +1,6 @@
 // Feeds arbitrary texts to the path and name parsers (service binary paths, parent
-// folders, key paths, product codes, versions, branding entries) and to the bounded
-// append, checking what each must give whatever the text.
+// folders, key paths, product codes, versions, branding entries) checking what each must give
+// whatever the text.
 #include "suite/package_cleanup_text.h"
 #include "suite/profiler_cleanup_text.h"
 #include "system/registry_text.h"
@@ -36,25 +36,6 @@ void CheckKeyPath(const std::wstring& strText) {
           (!strText.empty() && strText.find(L'\\') == std::wstring::npos));
 }
 
-// A buffer of cchBuffer characters holding strStart (cut to fit), guarded on both
-// sides: the append must stay inside, terminate, and report whether all fitted.
-void CheckAppend(const std::wstring& strStart, const std::wstring& strText, size_t cchBuffer) {
-    constexpr wchar_t kGuard = 0xFDFD;
-    std::wstring strMemory(cchBuffer + 2, kGuard);
-    wchar_t* szBuffer = strMemory.data() + 1;
-    const std::wstring strBefore =
-        strStart.substr(0, strStart.find(L'\0')).substr(0, cchBuffer - 1);
-    strBefore.copy(szBuffer, strBefore.size());
-    szBuffer[strBefore.size()] = L'\0';
-    const std::wstring strAdd = strText.substr(0, strText.find(L'\0'));
-    const bool fWhole = AppendWithinBound(szBuffer, cchBuffer, strAdd.c_str());
-    Check(strMemory.front() == kGuard && strMemory.back() == kGuard);
-    const std::wstring strAfter(szBuffer);
-    Check(strAfter.size() < cchBuffer);
-    Check(strAfter == (strBefore + strAdd).substr(0, strAfter.size()));
-    Check(fWhole == (strAfter.size() == strBefore.size() + strAdd.size()));
-}
-
 void CheckVersions(const std::wstring& strA, const std::wstring& strB) {
     const auto ab = CompareVersions(strA, strB);
     const auto ba = CompareVersions(strB, strA);
@@ -84,7 +65,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
             Check(strText.size() == 38 && strText.front() == L'{' && strText.back() == L'}');
         }
     }
-    CheckAppend(fields[0], fields[1], 1 + cbData % 64);
     CheckVersions(fields[0], fields[1]);
     CheckBranding(fields[0], fields[1]);
     return 0;
