@@ -26,17 +26,7 @@ set_target_properties(Varen_CA PROPERTIES PREFIX "" OUTPUT_NAME Varen_CA)
 # The map names what each object brings into the image (scripts/bench prints the largest).
 target_link_options(Varen_CA PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s
     -Wl,-Map=${CMAKE_BINARY_DIR}/Varen_CA.map)
-# The installer loads the DLL afresh for every call, and with it every imported DLL
-# that its process does not hold already; SetupAPI (with what it loads) is one, so
-# its functions are delay-loaded: only the actions that call them load it, once.
-set(VAREN_SETUPAPI_DELAY ${CMAKE_BINARY_DIR}/libsetupapi_delay.a)
-add_custom_command(OUTPUT ${VAREN_SETUPAPI_DELAY}
-    COMMAND ${VAREN_TRIPLE}-dlltool --input-def ${CMAKE_SOURCE_DIR}/cmake/setupapi-delay.def
-        --output-delaylib ${VAREN_SETUPAPI_DELAY} --dllname setupapi.dll
-    DEPENDS ${CMAKE_SOURCE_DIR}/cmake/setupapi-delay.def VERBATIM)
-add_custom_target(setupapi_delay DEPENDS ${VAREN_SETUPAPI_DELAY})
-add_dependencies(Varen_CA setupapi_delay)
-target_link_libraries(Varen_CA PRIVATE ${VAREN_SETUPAPI_DELAY} ${VAREN_SYSTEM_LIBS})
+target_link_libraries(Varen_CA PRIVATE ${VAREN_SYSTEM_LIBS})
 
 include(${CMAKE_CURRENT_LIST_DIR}/WineTests.cmake)
 

@@ -37,6 +37,10 @@ __attribute__((constructor, no_stack_protector)) void SetStackGuard() {
     uGuard ^= static_cast<uintptr_t>(GetCurrentProcessId()) << 32 ^ GetCurrentThreadId();
     uGuard ^= reinterpret_cast<uintptr_t>(&uGuard);
     __stack_chk_guard = uGuard & 0x0000FFFFFFFFFFFF; // a zero top, as Windows cookies have
+    // The load leaves the thread's last error at 0, as the runtime's own guard set-up
+    // did: actions that log a last error no call of theirs set (UpdatePNVersionInReg
+    // after a failed view) have always shown 0 there.
+    SetLastError(ERROR_SUCCESS);
 }
 
 } // namespace
