@@ -135,12 +135,17 @@ std::vector<Case> InstallDirCases() {
         if (action.targets.size() > 1) {
             handOff("the last set fails", kDir, {action.targets.back().szProperty});
         }
-        cases.push_back({.szName = "260 characters fail the read before any set",
-                         .szAction = action.szName,
-                         .properties = {{L"INSTALLDIR", k259 + L'd'}},
-                         .uReturn = action.uFailure,
-                         .lines = {strStart, action.szReadFailLine},
-                         .set = {{action.targets.front().szProperty, L""}}});
+        for (const auto& [szName, cch] :
+             {std::pair{"260 characters fail the read before any set", 260},
+              std::pair{"261 characters fail the read", 261},
+              std::pair{"4000 characters fail the read", 4000}}) {
+            cases.push_back({.szName = szName,
+                             .szAction = action.szName,
+                             .properties = {{L"INSTALLDIR", k259 + std::wstring(cch - 259, L'd')}},
+                             .uReturn = action.uFailure,
+                             .lines = {strStart, action.szReadFailLine},
+                             .set = {{action.targets.front().szProperty, L""}}});
+        }
     }
     return cases;
 }

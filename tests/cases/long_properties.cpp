@@ -1,6 +1,7 @@
 // Property values of 259, 260, 261 and 4,000 characters for every action that reads a
-// property into its 260-character buffer. 259 fits; from 260 on the read fails and the
-// action takes its failure path. No length may write past the buffer.
+// property into its 260-character buffer (the hand-off actions' are with their cases). 259 fits;
+// from 260 on the read fails and the action takes its failure path. No length may write past the
+// buffer.
 #include "tests/support/cases.h"
 
 #include <algorithm>
@@ -28,68 +29,18 @@ std::wstring Left(const std::wstring& strValue, size_t cchCapacity) {
     return strValue.substr(0, std::min(strValue.size(), cchCapacity - 1));
 }
 
-// An installation folder of cch characters that does not exist.
-std::wstring LongFolder(size_t cch) {
-    return L"C:\\ORX\\" + std::wstring(cch - 7, L'd');
-}
-
 struct Reader {
     const char* szAction;
     const char* szProperty; // names the test with the length
     std::function<Case(size_t cch)> expect;
 };
 
-struct Target {
-    const wchar_t* szProperty;
-    const wchar_t* szLead; // the success line is this, the value and kShouldBeSet
-};
-
-// A hand-off of INSTALLDIR to each target: a value that fits is set on every one,
-// one that does not fit sets nothing.
-Reader HandOff(const char* szAction, UINT uFits, UINT uFails, const wchar_t* szReadFailLine,
-               std::vector<Target> targets) {
-    return {szAction, "INSTALLDIR", [=](size_t cch) {
-                const std::wstring strDir = LongFolder(cch);
-                const bool fFits = cch < kcchBuffer;
-                Case c;
-                c.properties = {{L"INSTALLDIR", strDir}};
-                c.uReturn = fFits ? uFits : uFails;
-                c.lines = {L"Varen_CA " + std::wstring(szAction, szAction + strlen(szAction)) +
-                           L"() start"};
-                if (!fFits) {
-                    c.lines.push_back(szReadFailLine);
-                }
-                for (const Target& target : targets) {
-                    if (fFits) {
-                        c.lines.push_back(Logged(target.szLead + strDir + kShouldBeSet));
-                    }
-                    c.set.emplace_back(target.szProperty, fFits ? strDir : L"");
-                }
-                return c;
-            }};
-}
-
 const std::vector<Reader> kReaders = {
-    HandOff("GetInstallA4Dir", 0, 1603, L"Varen_CA SetInstallA4Dir() failed.",
-            {{L"DeleteInstallA4", L"Varen_CA DeleteInstallA4, "}}),
-    HandOff("GetInstallCADir", 1, 0, L"Varen_CA SetInstallCADir() failed.",
-            {{L"DeleteInstallCA", L"Varen_CA DeleteInstallCA, "}}),
-    HandOff("GetInstallPyraDir", 1, 0, L"Varen_CA SetInstallPyraDir() failed.",
-            {{L"DeleteInstallPyra", L"Varen_CA DeleteInstallPyra, "}}),
-    HandOff("GetInstallProxyDir", 1, 0, L"Varen_CA SetInstallProxyDir() failed.",
-            {{L"LaunchInstallProxyExe", L"Varen_CA LaunchInstallProxyExe, "},
-             {L"SetInstallProxyReg", L"Varen_CA SetInstallProxyReg, "}}),
-    HandOff("GetInstallUSBMonDir", 1, 0, L"Varen_CA SetInstallUSBMONDir() failed.",
-            {{L"DeleteUSBMONDir", L"Varen_CA DeleteUSBMONDir, "}}),
-    HandOff("SetInstallDir", 0, 1603,
-            L"Varen_CA SetInstallDir() failed to get Pid from ORX Property table.",
-            {{L"DeleteVLMDir", L"Varen_CA DeleteVLMDir SetInstallDir(), "},
-             {L"UpdateCfg", L"Varen_CA UpdateCfg SetInstallDir(), "}}),
     // A value that fits goes to the shell (a folder that does not exist); a failed
     // read removes nothing, whatever it left in the buffer.
     {"ClearCADir", "INSTALLDIR",
      [](size_t cch) {
-         const std::wstring strDir = LongFolder(cch);
+         const std::wstring strDir = L"C:\\ORX\\" + std::wstring(cch - 7, L'd');
          const bool fFits = cch < kcchBuffer;
          Case c;
          c.properties = {{L"INSTALLDIR", strDir}};
