@@ -29,6 +29,38 @@ e2e_package() {
     (cd "$E2E_DIR" && wixl -a x64 -o "$2" "$1" 2>/dev/null)
 }
 
+# e2e_wxs FILE TITLE: writes E2E_DIR/FILE, the WiX source of a per-machine package
+# whose body (properties, binaries, custom actions, sequences) comes from stdin and
+# whose one component is a registry marker; its GUIDs follow from TITLE.
+e2e_wxs() {
+    local title=$2 upgrade marker
+    upgrade=$(e2e_guid "upgrade $title")
+    marker=$(e2e_guid "marker $title")
+    {
+        cat <<HEAD
+<?xml version="1.0" encoding="utf-8"?>
+<Wix xmlns="http://schemas.microsoft.com/wix/2006/wi">
+  <Product Id="*" Name="$title" Language="1033" Version="1.0.0" Manufacturer="Varen" UpgradeCode="$upgrade">
+    <Package InstallerVersion="500" Compressed="yes" InstallScope="perMachine"/>
+HEAD
+        cat
+        cat <<TAIL
+    <Directory Id="TARGETDIR" Name="SourceDir">
+      <Component Id="Marker" Guid="$marker" Win64="yes">
+        <RegistryValue Root="HKLM" Key="SOFTWARE\VarenE2E\${title// /}" Name="Installed" Type="integer" Value="1" KeyPath="yes"/>
+      </Component>
+    </Directory>
+    <Feature Id="Main" Level="1"><ComponentRef Id="Marker"/></Feature>
+  </Product>
+</Wix>
+TAIL
+    } >"$E2E_DIR/$1"
+}
+
+e2e_guid() {
+    python3 -c 'import sys, uuid; print(str(uuid.uuid5(uuid.NAMESPACE_URL, sys.argv[1])).upper())' "$1"
+}
+
 # e2e_add_table MSI TABLE ROW...: adds a two-column text table (Property, Value)
 # such as ORX_InstallProperties; each ROW is "name<TAB>value".
 e2e_add_table() {
