@@ -74,11 +74,7 @@ const int kLaunches = Register({
                kNoWindow},
      .after = {Mode(3)},
      .commands = Command(kAll),
-     .arrange =
-         [](ActionSession&) {
-             return Fault("kernel32.dll", "CreateProcessW",
-                          reinterpret_cast<void*>(&RefuseCreateProcess));
-         }},
+     .arrange = Faulty("kernel32.dll", "CreateProcessW", &RefuseCreateProcess)},
     {.szName = "a folder in the 32-bit view only starts nothing: 1603, still mode 3 and reboot",
      .szAction = "LaunchApp_UinstallAll",
      .before = {Str(W, kManager, L"InstallDir", kFolder), Manager(L"Yes")},
@@ -161,11 +157,7 @@ const int kResetRebootKey = Register({
      .szAction = "ResetRebootKey",
      .before = {Manager(L"Yes", NW)},
      .lines = {L"VAREN_CA ResetRebootKey failed"},
-     .arrange =
-         [](ActionSession&) {
-             return Fault("advapi32.dll", "RegCreateKeyExW",
-                          reinterpret_cast<void*>(&RefuseCreateKey));
-         }},
+     .arrange = Faulty("advapi32.dll", "RegCreateKeyExW", &RefuseCreateKey)},
 });
 
 } // namespace
@@ -270,11 +262,7 @@ const int kProxyKeys = Register({
                     ProxyLines(L" failed, ", true)}),
      .after = {Str(N, kProxyKey, L"Install", kProxyProgram),
                Str(N, kCoreKey, L"Location", L"C:\\Suite")},
-     .arrange =
-         [](ActionSession&) {
-             return Fault("advapi32.dll", "RegCreateKeyExW",
-                          reinterpret_cast<void*>(&Refuse32BitKeys));
-         }},
+     .arrange = Faulty("advapi32.dll", "RegCreateKeyExW", &Refuse32BitKeys)},
     {.szName = "no folder: 1603, nothing written",
      .szAction = "SetInstallProxyKey",
      .uReturn = 1603,
@@ -303,11 +291,7 @@ const int kProxyKeys = Register({
                L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install\\Install  \n",
                L"VAREN_CA: DelInstallProxyKey could not delete "
                L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static\\Location  \n"},
-     .arrange =
-         [](ActionSession&) {
-             return Fault("advapi32.dll", "RegDeleteValueW",
-                          reinterpret_cast<void*>(&RefuseDeleteValue));
-         }},
+     .arrange = Faulty("advapi32.dll", "RegDeleteValueW", &RefuseDeleteValue)},
 });
 
 const std::wstring kProxyFolder = L"%CASE%\\ORX.UVE\\MOM-InstallProxy";

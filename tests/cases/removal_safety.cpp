@@ -184,11 +184,7 @@ const int kLinks = Register({
      .before = {Key(NW, kPackage), Key(NW, kOrx + L"\\Sibling")},
      .lines = CleanLines(kNotEmpty, kNotEmpty),
      .gone = {Key(NW, kPackage)},
-     .arrange =
-         [](ActionSession&) {
-             return Fault("advapi32.dll", "RegQueryInfoKeyW",
-                          reinterpret_cast<void*>(&RefuseQueryInfoKey));
-         }},
+     .arrange = Faulty("advapi32.dll", "RegQueryInfoKeyW", &RefuseQueryInfoKey)},
     {.szName = "a link below A4 goes, its target stays",
      .szAction = "DeleteA4Registry",
      .before = WithTarget(

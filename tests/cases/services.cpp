@@ -176,11 +176,7 @@ const int kStopandDeleteEEU = Register({
      .before = {Eeu(L"", SERVICE_RUNNING)},
      .lines = {L"VAREN_CA StopandDeleteEEU: a QVX display device is present, the EEU service "
                L"stays \n"},
-     .arrange =
-         [](ActionSession&) {
-             return Fault("setupapi.dll", "SetupDiGetDeviceRegistryPropertyW",
-                          reinterpret_cast<void*>(&ReportQvxMaker));
-         }},
+     .arrange = Faulty("setupapi.dll", "SetupDiGetDeviceRegistryPropertyW", &ReportQvxMaker)},
     {.szName = "no service to delete",
      .szAction = "StopandDeleteEEU",
      .before = {Service(kSibling, kSiblingProgram)},

@@ -77,10 +77,7 @@ const int kUpdateCfg = Register({
      .lines = {L"CustomActionData: " + kFolder + L"\\",
                L"VAREN_CA InstallManager.cfg could not be written, error 32: " + kCfg + L" \n"},
      .gone = {File(kCfg + L".new")},
-     .arrange =
-         [](ActionSession&) {
-             return Fault("kernel32.dll", "MoveFileExW", reinterpret_cast<void*>(&RefuseMove));
-         }},
+     .arrange = Faulty("kernel32.dll", "MoveFileExW", &RefuseMove)},
     {.szName = "a file over the size limit is left alone",
      .szAction = "UpdateCfg",
      .data = kFolder + L"\\",

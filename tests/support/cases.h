@@ -137,6 +137,14 @@ int Register(std::vector<Case> cases);
 std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim);
 void CountFault();
 
+// The arrange step that places one fault: .arrange = Faulty("msi.dll", "MsiViewExecute", &Shim).
+template <typename TShim>
+std::function<std::shared_ptr<void>(ActionSession&)>
+Faulty(const char* szDll, const char* szFunction, TShim* pfnShim) {
+    return
+        [=](ActionSession&) { return Fault(szDll, szFunction, reinterpret_cast<void*>(pfnShim)); };
+}
+
 // The text with the runner's tokens replaced (for helpers that build expected texts).
 std::wstring Expand(const std::wstring& strText);
 
