@@ -40,3 +40,7 @@ endif()
 # Every export has a section in the actions reference, and every section names an export.
 add_test(NAME actions_reference COMMAND ${CMAKE_SOURCE_DIR}/tests/check-actions-reference
     ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def ${CMAKE_SOURCE_DIR}/docs/actions.md)
+
+# The committed WiX fragment is what packaging/generate-wxs makes of the reference.
+add_test(NAME packaging_fragment COMMAND sh -c
+    "${CMAKE_SOURCE_DIR}/packaging/generate-wxs | diff -u ${CMAKE_SOURCE_DIR}/packaging/Varen_CA.wxs -")

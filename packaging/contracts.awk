@@ -1,5 +1,5 @@
 # Reads docs/actions.md and prints one line per "### Name" section: the name, the
-# phase and the effect, tab-separated, markdown removed. A field written "as `Other`"
+# phase, the effect and the returns, tab-separated, markdown removed. A field written "as `Other`"
 # takes the other section's text. With -v header=FILE it writes instead a C++ header
 # of the one-line contracts that varen-ca-run --help prints.
 function clean(text) {
@@ -21,11 +21,12 @@ function sentence(s) {
     sub(/\.$/, "", s)
     return s
 }
-# A field that refers to another section ("as `Other`") takes that one's text; with
+# A field that refers to another section ("as `Other`", or a section that is only
+# "As `Other`...") takes that one's text; with
 # "whole" only when it says nothing more ("as `Other`, with ..." differs from it).
 function resolve(name, key, whole,   s, other) {
-    s = text[name, key]
-    if (match(s, /^as `[A-Za-z0-9_]+`/) && (!whole || substr(s, RLENGTH + 1) ~ /^\.?$/)) {
+    s = (name, key) in text ? text[name, key] : text[name, "As"]
+    if (match(s, /^[Aa]s `[A-Za-z0-9_]+`/) && (!whole || substr(s, RLENGTH + 1) ~ /^\.?$/)) {
         other = substr(s, 5, RLENGTH - 5)
         if (other != name && (other, key) in text) return resolve(other, key, whole)
     }
@@ -52,6 +53,13 @@ section != "" && /^- \*\*/ {
     sub(/^[^:]*: /, "", value)
     next
 }
+# A section written "- As `Other`, with ..." refers to the other one in every field.
+section != "" && /^- As `/ {
+    store()
+    field = "As"
+    value = substr($0, 3)
+    next
+}
 section != "" && field != "" && /^  / { value = value " " $0; next }
 { store() }
 END {
@@ -64,7 +72,10 @@ END {
         effect[name] = sentence(clean(effect[name]))
     }
     if (header == "") {
-        for (i = 1; i <= count; ++i) printf "%s\t%s\t%s\n", order[i], phase[order[i]], effect[order[i]]
+        for (i = 1; i <= count; ++i) {
+            name = order[i]
+            printf "%s\t%s\t%s\t%s\n", name, phase[name], effect[name], clean(resolve(name, "Returns", 0))
+        }
         exit
     }
     print "// Generated from docs/actions.md by packaging/contracts.awk: every export with its" > header
