@@ -43,4 +43,4 @@ add_test(NAME actions_reference COMMAND ${CMAKE_SOURCE_DIR}/tests/check-actions-
 
 # The committed WiX fragment is what packaging/generate-wxs makes of the reference.
 add_test(NAME packaging_fragment COMMAND sh -c
-    "${CMAKE_SOURCE_DIR}/packaging/generate-wxs | diff -u ${CMAKE_SOURCE_DIR}/packaging/Varen_CA.wxs -")
+    "${CMAKE_SOURCE_DIR}/packaging/generate-wxs | diff -u ${CMAKE_SOURCE_DIR}/packaging/Varen_CA.wxs - || { echo 'packaging/Varen_CA.wxs is stale: run packaging/generate-wxs > packaging/Varen_CA.wxs'; exit 1; }")
