@@ -45,16 +45,20 @@ bool DeleteOpenKey(HKEY hKey) {
 }
 
 // Opens strPath under hRoot one key at a time, each with REG_OPTION_OPEN_LINK, so
-// that no link on the way is followed: a link before the last key answers
-// ERROR_ACCESS_DENIED (the path does not lead where its text says; a name opened
-// below a link's own handle would still reach into its target); the last key may
-// itself be a link, opened as such. samView is 0 or KEY_WOW64_32KEY.
+// that no planted link on the way is followed: a link from the third key on
+// answers ERROR_ACCESS_DENIED (the path does not lead where its text says; a name
+// opened below a link's own handle would still reach into its target). The first
+// two levels are the system's own structure, which has links of its own
+// ("SYSTEM\CurrentControlSet", the 32-bit view's shared keys) and where only
+// administrators create keys: a link there is followed. The last key may itself
+// be a link, opened as such. samView is 0 or KEY_WOW64_32KEY.
 LONG OpenKeyWithoutLinks(HKEY hRoot, const std::wstring& strPath, REGSAM samAccess, REGSAM samView,
                          UniqueRegKey& hKey) {
+    constexpr int kcSystemLevels = 2;
     UniqueRegKey hParent;
     HKEY hCurrent = hRoot;
-    size_t iPart = 0;
-    while (iPart < strPath.size()) {
+    int iLevel = 0;
+    for (size_t iPart = 0; iPart < strPath.size();) {
         const size_t iEnd = std::min(strPath.find(L'\\', iPart), strPath.size());
         const std::wstring strPart = strPath.substr(iPart, iEnd - iPart);
         iPart = iEnd + 1;
@@ -62,18 +66,21 @@ LONG OpenKeyWithoutLinks(HKEY hRoot, const std::wstring& strPath, REGSAM samAcce
             continue;
         }
         const bool fLast = strPath.find_first_not_of(L'\\', iEnd) == std::wstring::npos;
+        const REGSAM samPart = (fLast ? samAccess : KEY_QUERY_VALUE) | samView;
         UniqueRegKey hNext;
-        const LONG lOpen =
-            RegOpenKeyExW(hCurrent, strPart.c_str(), REG_OPTION_OPEN_LINK,
-                          (fLast ? samAccess : KEY_QUERY_VALUE) | samView, hNext.put());
+        LONG lOpen =
+            RegOpenKeyExW(hCurrent, strPart.c_str(), REG_OPTION_OPEN_LINK, samPart, hNext.put());
+        if (lOpen == ERROR_SUCCESS && !fLast && IsLinkKey(hNext.get())) {
+            lOpen = iLevel < kcSystemLevels
+                        ? RegOpenKeyExW(hCurrent, strPart.c_str(), 0, samPart, hNext.put())
+                        : ERROR_ACCESS_DENIED;
+        }
         if (lOpen != ERROR_SUCCESS) {
             return lOpen;
         }
-        if (!fLast && IsLinkKey(hNext.get())) {
-            return ERROR_ACCESS_DENIED;
-        }
         hParent = std::move(hNext);
         hCurrent = hParent.get();
+        ++iLevel;
     }
     if (!hParent) {
         return ERROR_INVALID_PARAMETER; // no key named: never the root itself

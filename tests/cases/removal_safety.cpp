@@ -197,6 +197,10 @@ const int kLinks = Register({
      .before = WithTarget({Link(W, L"SOFTWARE\\ORX\\Link", kTarget), Key(W, L"SOFTWARE\\ORX\\Sub"),
                            Key(N, L"SOFTWARE\\ORX\\Native")}),
      .gone = {Key(W, L"SOFTWARE\\ORX")}},
+    {.szName = "a link at the system's level is followed, as CurrentControlSet is",
+     .szAction = "DeletePNKEY",
+     .before = WithTarget({Link(N, L"SOFTWARE\\QVX", kTarget), Key(N, kTarget + L"\\PN\\Sub")}),
+     .gone = {Key(N, kTarget + L"\\PN")}},
     {.szName = "the PN key as a link: the link goes, its target stays",
      .szAction = "DeletePNKEY",
      .before =
