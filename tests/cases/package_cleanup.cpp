@@ -47,7 +47,6 @@ Lines CleanLines(const std::wstring& strPid, bool fBrandKey, const wchar_t* szPa
     return lines;
 }
 
-const std::wstring k260 = kPid + std::wstring(260 - kPid.size(), L'x'); // no room for the NUL
 
 const int kCleanRegistry = Register({
     {.szName = "another package in the 32-bit view keeps Packages",
@@ -71,12 +70,6 @@ const int kCleanRegistry = Register({
      .before = {Key(N, PackageKey(kPid)), Str(W, kInstall, L"InstallDir", L"C:\\")},
      .lines = CleanLines(kPid, false, kDeleted, kNotEmpty),
      .gone = {Key(N, kPackages)}},
-    {.szName = "260 characters cannot be read: 1627, nothing done",
-     .szAction = "CleanRegistry",
-     .data = k260,
-     .before = {Key(N, PackageKey(kPid)), Key(N, PackageKey(k260.substr(0, 255))),
-                Str(N, kQvx, L"UninstallMode", L"1", kHkcu)},
-     .uReturn = 1627},
     {.szName = "undefined data names Packages itself: nothing goes",
      .szAction = "CleanRegistry",
      .before = {Key(NW, PackageKey(kOtherPid))},
