@@ -21,7 +21,9 @@ target_compile_options(varen_core PRIVATE ${VAREN_WARNINGS} ${VAREN_HARDENING} -
 target_link_libraries(varen_core PUBLIC ${VAREN_SYSTEM_LIBS})
 target_link_options(varen_core INTERFACE -fstack-protector-strong)
 
-add_library(Varen_CA SHARED $<TARGET_OBJECTS:varen_core> ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
+include(${CMAKE_CURRENT_LIST_DIR}/ActionGuards.cmake)
+add_library(Varen_CA SHARED $<TARGET_OBJECTS:varen_core>)
+varen_guard_exports(Varen_CA ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
 set_target_properties(Varen_CA PROPERTIES PREFIX "" OUTPUT_NAME Varen_CA)
 # The map names what each object brings into the image (scripts/bench prints the largest).
 target_link_options(Varen_CA PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s

@@ -63,6 +63,26 @@ set_tests_properties(cases_sweep PROPERTIES FIXTURES_REQUIRED wine_sweep RESOURC
     ENVIRONMENT "WINEPREFIX=${VAREN_SWEEP_PREFIX}" TIMEOUT 600)
 
 
+# The test build of the library for the crash reporter's tests: the same objects, every
+# export of Varen_CA.dll, and exports that fault on purpose. Varen_CA.dll never has them.
+add_library(Varen_CA_test SHARED $<TARGET_OBJECTS:varen_core>
+    ${CMAKE_SOURCE_DIR}/tests/diagnostics/fault_exports.cpp)
+target_include_directories(Varen_CA_test PRIVATE ${CMAKE_SOURCE_DIR})
+target_compile_options(Varen_CA_test PRIVATE ${VAREN_WARNINGS} -Os)
+set_target_properties(Varen_CA_test PROPERTIES PREFIX "")
+target_link_options(Varen_CA_test PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s)
+target_link_libraries(Varen_CA_test PRIVATE ${VAREN_SYSTEM_LIBS})
+varen_guard_exports(Varen_CA_test ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def
+    ${CMAKE_SOURCE_DIR}/tests/diagnostics/fault_exports.def)
+
+# A stand-in for the install manager's optional logging library (runtime/external_log.h).
+add_library(vlmlog_standin SHARED ${CMAKE_SOURCE_DIR}/tests/diagnostics/vlmlog_standin.cpp
+    ${CMAKE_SOURCE_DIR}/tests/diagnostics/vlmlog_standin.def)
+set_target_properties(vlmlog_standin PROPERTIES PREFIX "")
+target_compile_options(vlmlog_standin PRIVATE ${VAREN_WARNINGS})
+target_link_options(vlmlog_standin PRIVATE -static)
+add_dependencies(cases_test vlmlog_standin probe_ca)
+
 # The DLL's imports and exports, checked from the host with objdump.
 add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image
     ${CMAKE_BINARY_DIR}/Varen_CA.dll ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)

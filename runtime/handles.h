@@ -68,6 +68,7 @@ inline void FreeShellItemList(PIDLIST_ABSOLUTE pidl) {
     CoTaskMemFree(pidl);
 }
 using UniqueItemList = UniqueResource<PIDLIST_ABSOLUTE, &FreeShellItemList>;
+using UniqueLibrary = UniqueResource<HMODULE, &FreeLibrary>;
 
 // A COM interface pointer, released when the owner goes.
 inline void ReleaseComObject(IUnknown* pObject) {

@@ -21,7 +21,13 @@ int SendRecord(MSIHANDLE hInstall, INSTALLMESSAGE eType, UINT cFields, const wch
     return MsiProcessMessage(hInstall, eType, hRecord.get());
 }
 
+LogMirror g_pfnMirror = nullptr;
+
 } // namespace
+
+void SetLogMirror(LogMirror pfnMirror) {
+    g_pfnMirror = pfnMirror;
+}
 
 void LogMessage(MSIHANDLE hInstall, const wchar_t* szFormat, ...) {
     wchar_t szLine[kcchFormatterLimit + 1];
@@ -31,8 +37,12 @@ void LogMessage(MSIHANDLE hInstall, const wchar_t* szFormat, ...) {
     va_end(args);
 
     const bool fFits = cchWritten >= 0 && cchWritten < kcchLogLine;
+    const wchar_t* szSent = fFits ? szLine : L"CA buffer overflow\n";
     // The installer's answer to a log line carries no meaning; it is ignored.
-    SendRecord(hInstall, INSTALLMESSAGE_INFO, 0, fFits ? szLine : L"CA buffer overflow\n");
+    SendRecord(hInstall, INSTALLMESSAGE_INFO, 0, szSent);
+    if (g_pfnMirror != nullptr) {
+        g_pfnMirror(szSent);
+    }
 }
 
 int ShowInstallerMessage(MSIHANDLE hInstall, const wchar_t* szText, UINT uStyle) {

@@ -15,3 +15,8 @@ void LogMessage(MSIHANDLE hInstall, const wchar_t* szFormat, ...);
 // Puts szText before the user as an INSTALLMESSAGE_USER message with the given
 // message-box style; returns the installer's answer (the button chosen).
 int ShowInstallerMessage(MSIHANDLE hInstall, const wchar_t* szText, UINT uStyle);
+
+// While set (by ExternalLog, runtime/external_log.h), every line LogMessage sends is also
+// given, as sent, to pfnMirror. Null stops it.
+using LogMirror = void(WINAPI*)(const wchar_t* szLine);
+void SetLogMirror(LogMirror pfnMirror);

@@ -1,5 +1,6 @@
 #include "runtime/settings_file.h"
 
+#include "runtime/external_log.h"
 #include "runtime/handles.h"
 #include "runtime/log.h"
 #include "runtime/records.h"
@@ -104,6 +105,8 @@ UINT UpdateRegisteredCfg(MSIHANDLE hInstall, const wchar_t* szAction, const CfgV
 } // namespace
 
 void UpdateInstallManagerCfg(const std::wstring& strFolder, const CfgValues& values) {
+    // The install manager's own logging library, when it has one, gets these lines too.
+    const ExternalLog externalLog(strFolder.c_str());
     const std::wstring strPath = JoinPath(strFolder, L"InstallManager.cfg");
     const DWORD dwFolder = GetFileAttributesW(strFolder.c_str());
     if (dwFolder == INVALID_FILE_ATTRIBUTES || !(dwFolder & FILE_ATTRIBUTE_DIRECTORY)) {

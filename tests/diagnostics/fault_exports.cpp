@@ -1,0 +1,49 @@
+// Exports that fault on purpose, linked only into the test build Varen_CA_test.dll
+// (never into Varen_CA.dll), so that the crash reporter can be proven through the
+// installer. The property VARENTESTFAULT picks the fault.
+#include "runtime/record_text.h"
+#include "runtime/session.h"
+
+#include <string>
+
+namespace {
+
+// Deep enough to run out of any thread's stack; the volatile buffer keeps the
+// compiler from turning the recursion into a loop.
+__attribute__((noinline)) int Recurse(int iDepth) {
+    volatile char buffer[4096];
+    buffer[0] = static_cast<char>(iDepth);
+    return iDepth == -1 ? 0 : Recurse(iDepth + 1) + buffer[0];
+}
+
+} // namespace
+
+// Faults with no session, as an action called with a handle of 0 would.
+extern "C" UINT __stdcall VarenTestFaultAlone(MSIHANDLE) {
+    *static_cast<volatile int*>(nullptr) = 1;
+    return 0;
+}
+
+extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
+    PropertyBuffer szMode = {};
+    ReadProperty(hInstall, L"VARENTESTFAULT", szMode);
+    const std::wstring strMode = szMode;
+    if (strMode == L"access") {
+        *static_cast<volatile int*>(nullptr) = 1;
+    } else if (strMode == L"throw") {
+        // The record parser's deliberate out-of-range error on a record too short.
+        return static_cast<UINT>(GetRecordValue(L"x", L"ServiceName=").size());
+    } else if (strMode == L"overflow") {
+        return static_cast<UINT>(Recurse(0));
+    } else if (strMode == L"alone") {
+        // Through the export table, so that the call enters through its stub.
+        using Action = UINT(__stdcall*)(MSIHANDLE);
+        HMODULE hSelf = nullptr;
+        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           reinterpret_cast<const wchar_t*>(&VarenTestFault), &hSelf);
+        return reinterpret_cast<Action>(
+            reinterpret_cast<void*>(GetProcAddress(hSelf, "VarenTestFaultAlone")))(0);
+    }
+    return 0;
+}
