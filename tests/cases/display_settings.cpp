@@ -8,17 +8,12 @@
 #include <setupapi.h>
 
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <string>
 #include <tuple>
-#include <vector>
 
 using namespace cases;
 
 namespace {
 
-const HKEY kHkcu = HKEY_CURRENT_USER;
 const std::wstring kServices = L"SYSTEM\\CurrentControlSet\\Services\\";
 const std::wstring kQvxKmd = kServices + L"qvxkmdag";
 const std::wstring kIntelKmd = kServices + L"intelkmd";
@@ -28,8 +23,7 @@ const std::wstring kPxFolder = L"%COMMONFILES%\\ORX Technologies";
 const std::wstring kPxFile = kPxFolder + L"\\orxpblup.dat";
 const std::wstring kDisplayClass =
     L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e968-e325-11ce-bfc1-08002be10318}";
-const std::wstring kDceFolder = L"%PROGRAMDATA%\\QVX\\PN\\Analytics";
-const std::wstring kDceFile = kDceFolder + L"\\orxkmdag_dce.log";
+const std::wstring kDceFile = L"%PROGRAMDATA%\\QVX\\PN\\Analytics\\orxkmdag_dce.log";
 const std::wstring kPrepif = L"%PROGRAMFILES%\\Prepif";
 const std::wstring kPixelSharp = kPrepif + L"\\HP Pixel Sharp";
 
@@ -62,12 +56,12 @@ std::tuple<const char*, const char*, void*> Shim(const char* szDll, const char* 
     return {szDll, szFunction, reinterpret_cast<void*>(pfnShim)};
 }
 
-// DisplayModeChange's shims.
 void WINAPI NoteSleep(DWORD dwMilliseconds) {
     CountFault();
     Note(L"Sleep(" + std::to_wstring(dwMilliseconds) + L")");
 }
 
+// A current mode unlike the one asked for, or none.
 BOOL WINAPI ReportOtherMode(LPCWSTR, DWORD, DEVMODEW* pMode) {
     CountFault();
     pMode->dmPelsWidth = 1920;
@@ -78,7 +72,6 @@ BOOL WINAPI ReportOtherMode(LPCWSTR, DWORD, DEVMODEW* pMode) {
                       DM_POSITION | DM_DISPLAYFLAGS;
     return TRUE;
 }
-
 BOOL WINAPI FailEnumeration(LPCWSTR, DWORD, DEVMODEW*) {
     CountFault();
     return FALSE;
@@ -120,33 +113,7 @@ const int kDisplayModeChange = Register({
      .arrange = Faults({kSleep, Shim("user32.dll", "EnumDisplaySettingsW", &FailEnumeration)})},
 });
 
-void WINAPI ReportX86(SYSTEM_INFO* pInfo) {
-    CountFault();
-    *pInfo = {};
-    pInfo->wProcessorArchitecture = PROCESSOR_ARCHITECTURE_INTEL;
-}
-
-const int kEnableAero = Register({
-    {.szName = "64-bit Windows: the 64-bit view only, over a value of another type",
-     .szAction = "EnableAero",
-     .before = {Dword(N, kRunOnce, L"EnableAero", 7), Str(NW, kRunOnce, L"Other", L"x.exe")},
-     .uReturn = 1,
-     .lines = {L"VAREN_CA: EnableAero  \n", L"VAREN_CA: OS is Vista x64.  Setting 64-bit regkey.\n",
-               L"VAREN_CA: EnableAero HKLM 64 run once key set.\n"},
-     // Not there before, and never written to the 32-bit view.
-     .gone = {Str(W, kRunOnce, L"EnableAero", kWinsat)},
-     .after = {Str(N, kRunOnce, L"EnableAero", kWinsat)}},
-    {.szName = "32-bit Windows: both views",
-     .szAction = "EnableAero",
-     .before = {Str(NW, kRunOnce, L"Other", L"x.exe")},
-     .uReturn = 1,
-     .lines = {L"VAREN_CA: EnableAero  \n", L"VAREN_CA: EnableAero HKLM run once key set.\n"},
-     .after = {Str(NW, kRunOnce, L"EnableAero", kWinsat)},
-     .arrange = Faults({Shim("kernel32.dll", "GetNativeSystemInfo", &ReportX86)})},
-});
-
 const std::wstring kSearchService = L"VAREN_CA: Search Service RegKey  \n";
-const std::wstring kSetKey = L"VAREN_CA: Set key successfully  \n";
 const std::wstring kFailedKey = L"VAREN_CA: failed to set key  \n";
 
 LONG WINAPI DenySetValue(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) {
@@ -154,22 +121,25 @@ LONG WINAPI DenySetValue(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) {
     return ERROR_ACCESS_DENIED;
 }
 
-const int kSetPXBLRegKey = Register({
+const int kRegistryCases = Register({
+    {.szName = "64-bit Windows: the 64-bit view only, over a value of another type",
+     .szAction = "EnableAero",
+     .before = {Dword(N, kRunOnce, L"EnableAero", 7), Str(NW, kRunOnce, L"Other", L"x.exe")},
+     .uReturn = 1,
+     .lines = {L"VAREN_CA: EnableAero  \n", L"VAREN_CA: OS is Vista x64.  Setting 64-bit regkey.\n",
+               L"VAREN_CA: EnableAero HKLM 64 run once key set.\n"},
+     .gone = {Str(W, kRunOnce, L"EnableAero", kWinsat)}, // never written there
+     .after = {Str(N, kRunOnce, L"EnableAero", kWinsat)}},
     {.szName = "the file's bytes over a value of another type, no key for a missing driver",
      .szAction = "SetPXBLRegKey",
      .before = {File(kPxFile, std::string("\x01\x02\x00\xff", 4)),
                 Str(N, kQvxKmd, L"Blacklist", L"old"), Dword(N, kQvxKmd, L"Start", 3)},
-     .lines = {kSearchService, kSetKey},
+     .lines = {kSearchService, L"VAREN_CA: Set key successfully  \n"},
      .gone = {Key(N, kIntelKmd)},
      .after = {Raw(N, kQvxKmd, L"Blacklist", REG_BINARY, {1, 2, 0, 0xff})}},
-    {.szName = "no file: nothing written",
-     .szAction = "SetPXBLRegKey",
-     .before = {Str(N, kQvxKmd, L"Blacklist", L"old")},
-     .uReturn = 1603,
-     .lines = {kSearchService, kFailedKey}},
     {.szName = "a file over 64 KB is no blacklist",
      .szAction = "SetPXBLRegKey",
-     .before = {File(kPxFile, std::string(64 * 1024 + 1, 'x')), Key(N, kQvxKmd)},
+     .before = {File(kPxFile, std::string(64 * 1024 + 1, 'x')), Str(N, kQvxKmd, L"Blacklist", L"")},
      .uReturn = 1603,
      .lines = {kSearchService, kFailedKey}},
     {.szName = "refused writes fail",
@@ -178,9 +148,6 @@ const int kSetPXBLRegKey = Register({
      .uReturn = 1603,
      .lines = {kSearchService, kFailedKey, kFailedKey},
      .arrange = Faults({Shim("advapi32.dll", "RegSetValueExW", &DenySetValue)})},
-});
-
-const int kDelPXBLRegKey = Register({
     {.szName = "removes Blacklist of any type, keeps the rest, makes up a missing driver's key",
      .szAction = "DelPXBLRegKey",
      .before = {Str(N, kQvxKmd, L"Blacklist", L"x"), Dword(N, kQvxKmd, L"Start", 3),
@@ -191,49 +158,28 @@ const int kDelPXBLRegKey = Register({
      .after = {Key(N, kIntelKmd)}},
 });
 
-Lines CopyLines(const std::wstring& strData, const std::wstring& strSource,
-                const wchar_t* szError = nullptr) {
-    return {L"CustomActionData: " + strData,
-            szError ? L"VAREN_CA: CopyPXFile failed to copy " + strSource + L" to " + kPxFile +
-                          L", error " + szError + L"  \n"
-                    : L"VAREN_CA: CopyPXFile copied " + strSource + L" to " + kPxFile + L"  \n"};
+const std::wstring kPackage = L"%CASE%\\pkg";
+
+// CopyPXFile given strData: the copy's lines, and when szError is given, its failure.
+Case CopyCase(const char* szName, const std::wstring& strData, const wchar_t* szError) {
+    const std::wstring strSource =
+        strData + (strData.ends_with(L"\\") ? L"" : L"\\") + L"orxpblup.dat";
+    const std::wstring strCopy = strSource + L" to " + kPxFile;
+    return {.szName = szName,
+            .szAction = "CopyPXFile",
+            .data = strData.empty() ? std::nullopt : std::optional(strData), // "" is unset
+            .before = {File(kPackage + L"\\orxpblup.dat", "new list"), File(kPxFile, "old"),
+                       File(kPxFolder + L"\\other.dat")},
+            .uReturn = szError ? 1603u : 0u,
+            .lines = {L"CustomActionData: " + strData,
+                      szError ? L"VAREN_CA: CopyPXFile failed to copy " + strCopy + L", error " +
+                                    szError + L"  \n"
+                              : L"VAREN_CA: CopyPXFile copied " + strCopy + L"  \n"},
+            .after = {File(kPxFile, szError ? "old" : "new list")}};
 }
 
-const std::wstring kPackage = L"%CASE%\\pkg";
-const std::wstring kLongFolder = L"%CASE%\\" + std::wstring(280, L'p');
-
-const int kCopyPXFile = Register({
-    {.szName = "replaces the old copy whole, keeps its neighbours",
-     .szAction = "CopyPXFile",
-     .data = kPackage + L"\\",
-     .before = {File(kPackage + L"\\orxpblup.dat", "new list"), File(kPxFile, "old"),
-                File(kPxFolder + L"\\other.dat")},
-     .lines = CopyLines(kPackage + L"\\", kPackage + L"\\orxpblup.dat"),
-     .after = {File(kPxFile, "new list")}},
-    {.szName = "a missing source keeps the old copy",
-     .szAction = "CopyPXFile",
-     .data = kPackage,
-     .before = {Folder(kPackage), File(kPxFile, "old")},
-     .uReturn = 1603,
-     .lines = CopyLines(kPackage, kPackage + L"\\orxpblup.dat", L"2")},
-    {.szName = "no folder would name the current one: refused",
-     .szAction = "CopyPXFile",
-     .before = {File(kPxFile, "old")},
-     .uReturn = 1603,
-     .lines = CopyLines(L"", L"\\orxpblup.dat", L"161")},
-    {.szName = "a source path over 260 characters is refused",
-     .szAction = "CopyPXFile",
-     .data = kLongFolder,
-     .before = {File(kPxFile, "old")},
-     .uReturn = 1603,
-     .lines = CopyLines(kLongFolder, kLongFolder + L"\\orxpblup.dat", L"206")},
-});
-
-const std::wstring kNothingToDelete =
-    L"VAREN_CA: DelPXBLFile nothing to delete at " + kPxFile + L"  \n";
-
-// DeleteDirectory's lines for each path it removes, and any lines after them.
-Lines DeleteDirectoryLines(std::initializer_list<std::wstring> paths, Lines more = {}) {
+// DeleteDirectory's lines for each path it removes, then the lines in more.
+Lines DeleteLines(std::initializer_list<std::wstring> paths, Lines more = {}) {
     Lines lines;
     for (const std::wstring& strPath : paths) {
         lines.push_back(L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n");
@@ -244,16 +190,21 @@ Lines DeleteDirectoryLines(std::initializer_list<std::wstring> paths, Lines more
     return lines;
 }
 
-const int kDelPXBLFile = Register({
+const int kCopyPXFile = Register({
+    CopyCase("replaces the old copy whole, keeps its neighbours", kPackage + L"\\", nullptr),
+    CopyCase("a missing source keeps the old copy", L"%CASE%", L"2"),
+    CopyCase("no folder would name the current one: refused", L"", L"161"),
+    CopyCase("a source path over 260 characters is refused", L"%CASE%\\" + std::wstring(280, L'p'),
+             L"206"),
     {.szName = "deletes the file alone",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile), File(kPxFolder + L"\\other.dat")},
-     .lines = DeleteDirectoryLines({kPxFile}),
+     .lines = DeleteLines({kPxFile}),
      .gone = {File(kPxFile)}},
     {.szName = "a folder of that name is no blacklist",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile + L"\\inside.dat")},
-     .lines = {kNothingToDelete}},
+     .lines = {L"VAREN_CA: DelPXBLFile nothing to delete at " + kPxFile + L"  \n"}},
 });
 
 // SetupAPI fed with adapters: the driver property of each (its registry type and text).
@@ -306,19 +257,17 @@ std::function<std::shared_ptr<void>(ActionSession&)> FeedAdapters(Adapters adapt
     };
 }
 
-std::wstring DriverKey(const wchar_t* szInstance) {
-    return kDisplayClass + L"\\" + szInstance;
+std::wstring DriverKey(const std::wstring& strInstance) {
+    return kDisplayClass + L"\\" + strInstance;
 }
-
-std::wstring DriverName(const wchar_t* szInstance) {
-    return kDisplayClass.substr(kDisplayClass.find(L'{')) + L"\\" + szInstance;
+// The property as SetupAPI gives it: the class GUID and the instance.
+std::wstring DriverName(const std::wstring& strInstance) {
+    return kDisplayClass.substr(kDisplayClass.find(L'{')) + L"\\" + strInstance;
 }
-
 std::wstring DceLine(const wchar_t* szInstance, const wchar_t* szVersion) {
     return L"VAREN_CA: SetDCLogFileRegistry " + DriverKey(szInstance) + L" DriverVersion " +
            szVersion + L": DalDCELogFilePath " + kDceFile + L"  \n";
 }
-
 // The log path as the driver gets it, and its size in bytes with the NUL.
 Item DcePath(const wchar_t* szInstance) {
     return Str(N, DriverKey(szInstance), L"DalDCELogFilePath", kDceFile);
@@ -350,64 +299,44 @@ const int kSetDCLogFileRegistry = Register({
      .gone = {DcePath(L"0008"), DcePath(L"0010"), DcePath(L"0011"),
               Str(N, kDisplayClass, L"DalDCELogFilePath", L"")},
      .after = {DcePath(L"0007"), DceSize(L"0007"), DcePath(L"0009"), DceSize(L"0009"),
-               Folder(kDceFolder)},
+               Folder(L"%PROGRAMDATA%\\QVX\\PN\\Analytics")},
+     // Properties that name no driver key (the class alone, the wrong type, one too
+     // long for the buffer) are passed over.
      .arrange = FeedAdapters({{REG_SZ, DriverName(L"0007")},
                               {REG_SZ, DriverName(L"0008")},
                               {REG_SZ, DriverName(L"0009")},
                               {REG_SZ, DriverName(L"0010")},
                               {REG_SZ, DriverName(L"0011")},
-                              // Properties that name no driver key: passed over.
-                              {REG_SZ, DriverName(L"").substr(0, DriverName(L"").size() - 1)},
+                              {REG_SZ, kDisplayClass.substr(kDisplayClass.find(L'{'))},
                               {REG_BINARY, DriverName(L"0007")},
-                              {REG_SZ, DriverName(L"0007") + std::wstring(300, L'7')}})},
+                              {REG_SZ, DriverName(L"0007" + std::wstring(300, L'7'))}})},
 });
-
-// Refuses the native view's opens for removal: the key cannot be deleted there.
-LONG WINAPI DenyDeleteKey(HKEY hKey, LPCWSTR szSubKey, DWORD dwOptions, REGSAM samDesired,
-                          PHKEY phResult) {
-    if ((samDesired & DELETE) != 0 && (samDesired & KEY_WOW64_32KEY) == 0) {
-        CountFault();
-        return ERROR_ACCESS_DENIED;
-    }
-    return RegOpenKeyExW(hKey, szSubKey, dwOptions, samDesired, phResult);
-}
 
 const std::wstring kQvx = L"SOFTWARE\\QVX";
 
-const int kClearPixelRegValues = Register({
+const int kPixelSharpCases = Register({
     {.szName = "removes the machine's PixelSharp in both views, keeps QVX",
      .szAction = "ClearPixelRegValues",
      .before = {Str(NW, kQvx + L"\\PixelSharp\\Settings", L"Scale", L"2"),
                 Str(NW, kQvx + L"\\PN", L"PNVersion", L"1"), Key(NW, kQvx + L"\\PixelSharpOld")},
      .gone = {Key(NW, kQvx + L"\\PixelSharp")}},
-    {.szName = "a key it cannot delete is logged",
-     .szAction = "ClearPixelRegValues",
-     .before = {Key(NW, kQvx + L"\\PixelSharp")},
-     .lines = {L"VAREN_CA: ClearPixelRegValues could not delete SOFTWARE\\QVX\\PixelSharp  \n"},
-     .gone = {Key(W, kQvx + L"\\PixelSharp")},
-     .arrange = Faults({Shim("advapi32.dll", "RegOpenKeyExW", &DenyDeleteKey)})},
-});
-
-const int kClearHKCUPixelRegValues = Register({
     {.szName = "removes the user's PixelSharp, keeps QVX",
      .szAction = "ClearHKCUPixelRegValues",
-     .before = {Str(N, L"Software\\QVX\\PixelSharp\\Sub", L"x", L"1", kHkcu),
-                Str(N, L"Software\\QVX", L"UninstallMode", L"1", kHkcu),
-                Key(N, L"Software\\QVX\\PixelSharpOld", kHkcu), Key(NW, kQvx + L"\\PixelSharp")},
-     .gone = {Key(N, L"Software\\QVX\\PixelSharp", kHkcu)}},
-});
-
-const int kDeletePixelDirectory = Register({
+     .before = {Str(N, L"Software\\QVX\\PixelSharp\\Sub", L"x", L"1", HKEY_CURRENT_USER),
+                Str(N, L"Software\\QVX", L"UninstallMode", L"1", HKEY_CURRENT_USER),
+                Key(N, L"Software\\QVX\\PixelSharpOld", HKEY_CURRENT_USER),
+                Key(NW, kQvx + L"\\PixelSharp")},
+     .gone = {Key(N, L"Software\\QVX\\PixelSharp", HKEY_CURRENT_USER)}},
     {.szName = "removes HP Pixel Sharp and the emptied Prepif",
      .szAction = "DeletePixelDirectory",
      .before = {File(kPixelSharp + L"\\PixelSharp.exe"), File(kPrepif + L" Tools\\x.exe")},
-     .lines = DeleteDirectoryLines({kPixelSharp, kPrepif}),
+     .lines = DeleteLines({kPixelSharp, kPrepif}),
      .gone = {Folder(kPrepif)}},
     {.szName = "another Prepif product keeps Prepif",
      .szAction = "DeletePixelDirectory",
      .before = {File(kPixelSharp + L"\\PixelSharp.exe"), File(kPrepif + L"\\Other\\o.exe")},
-     .lines = DeleteDirectoryLines({kPixelSharp}, {L"VAREN_CA: DeletePixelDirectory " + kPrepif +
-                                                   L" is not empty and will not be deleted  \n"}),
+     .lines = DeleteLines({kPixelSharp}, {L"VAREN_CA: DeletePixelDirectory " + kPrepif +
+                                          L" is not empty and will not be deleted  \n"}),
      .gone = {Folder(kPixelSharp)}},
 });
 

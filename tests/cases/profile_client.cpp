@@ -17,6 +17,9 @@ const std::wstring kLauncherProgram = kLauncherFolder + L"\\QUEPLauncher.exe";
 // can lose the answer under Wine when the machine is busy.
 const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
 const wchar_t kStarted[] = L"Service started successfully.\n";
+// The launcher's command line, and the line that places it in its folder.
+const std::wstring kLauncherCommand = L"\"" + kLauncherProgram + L"\" " + kSlowStop;
+const std::wstring kParentLine = L"Parent path of " + kLauncherCommand + L" is " + kLauncherFolder;
 
 Item Accepted(unsigned views, const wchar_t* szValue) {
     return Str(views, kAnalytics, L"AnalyticsAccepted", szValue);
@@ -72,17 +75,11 @@ const int kCases = Register({
      .before = {Key(N, kAnalytics + L"\\Sub")},
      .lines = {kStoredLine, L"PPC Key not deleted"},
      .arrange = StoreHandle},
-    {.szName = "its own handle is not stored: the line is lost",
-     .szAction = "DeleteAnalyticsKey",
-     .before = {Key(W, kAnalytics)}},
     {.szName = "YES in any case turns the native value false",
      .szAction = "DisabelAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"yes"}},
      .before = {Accepted(NW, L"true")},
      .after = {Accepted(N, L"false")}},
-    {.szName = "absent property changes nothing",
-     .szAction = "DisabelAnalyticsKey",
-     .before = {Accepted(N, L"true")}},
     {.szName = "turns the native value true",
      .szAction = "EnableAnalyticsKey",
      .before = {Accepted(NW, L"false")},
@@ -120,9 +117,6 @@ const int kCases = Register({
                        L"C:\\performance profile client\\c\0\0"sv),
                Launcher(SERVICE_RUNNING)},
      .debug = {kStarted}},
-    {.szName = "nothing to drop: not rewritten, even without the list terminator",
-     .szAction = "AfterInstallPPC",
-     .before = {Pending(L"\\??\\C:\\a\0\\??\\C:\\b\0"sv), Launcher(SERVICE_RUNNING)}},
     {.szName = "an odd byte and a last string without terminator",
      .szAction = "AfterInstallPPC",
      .before = {Pending(L"\\??\\C:\\a\0\0\\??\\C:\\b"sv, REG_MULTI_SZ, true)},
@@ -146,19 +140,15 @@ const int kCases = Register({
      .data = kLauncherFolder,
      .before = {Launcher(SERVICE_RUNNING, kSlowStop), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
                 Key(NW, kPpc + L"Sibling")},
-     .lines = {L"CustomActionData: " + kLauncherFolder,
-               L"Parent path of \"" + kLauncherProgram + L"\" " + kSlowStop + L" is " +
-                   kLauncherFolder,
+     .lines = {L"CustomActionData: " + kLauncherFolder, kParentLine,
                L"Successfully deleted QUEPLauncher"},
      .gone = {Launcher(SERVICE_RUNNING, kSlowStop), Key(NW, kPpc)}},
     {.szName = "a launcher elsewhere is stopped, not deleted",
      .szAction = "UnInstallPPC",
      .data = L"%CASE%\\Other",
      .before = {Launcher(SERVICE_RUNNING, kSlowStop), Folder(L"%CASE%\\Other")},
-     .lines =
-         {L"CustomActionData: %CASE%\\Other",
-          L"Parent path of \"" + kLauncherProgram + L"\" " + kSlowStop + L" is " + kLauncherFolder,
-          L"\"" + kLauncherProgram + L"\" " + kSlowStop + L" is not in directory %CASE%\\Other"},
+     .lines = {L"CustomActionData: %CASE%\\Other", kParentLine,
+               kLauncherCommand + L" is not in directory %CASE%\\Other"},
      .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
 });
 

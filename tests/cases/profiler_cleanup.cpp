@@ -33,8 +33,9 @@ std::vector<Item> Profiler(unsigned views, const std::wstring& strCode,
     return more;
 }
 
-std::wstring Line(const wchar_t* szAction, const std::wstring& strText) {
-    return L"Varen_CA " + std::wstring(szAction) + L"(), " + strText + L" \n";
+std::wstring Line(std::string_view strAction, const std::wstring& strText) {
+    return L"Varen_CA " + std::wstring(strAction.begin(), strAction.end()) + L"(), " + strText +
+           L" \n";
 }
 
 // The stand-in at kProgram given a file version (major.minor, build.revision).
@@ -57,6 +58,27 @@ std::function<std::shared_ptr<void>(ActionSession&)> WithVersion(DWORD dwMS, DWO
     };
 }
 
+// The action logs strCommand and runs it.
+Case RunCase(const char* szName, const char* szAction, const std::wstring& strCommand,
+             std::vector<Item> before) {
+    return {.szName = szName,
+            .szAction = szAction,
+            .before = std::move(before),
+            .lines = {Line(szAction, L"running " + strCommand)},
+            .commands = {strCommand}};
+}
+const std::wstring kHelpCommand = L"\"" + kHelp + kHelpSwitches;
+// The profiler in both views, each with its own code.
+const std::vector<Item> kBothViews = Profiler(N, kCode, kName, Profiler(W, kWiseCode));
+
+std::vector<Item> Drivers(std::initializer_list<const wchar_t*> names) {
+    std::vector<Item> items;
+    for (const wchar_t* szName : names) {
+        items.push_back(File(kDrivers + szName));
+    }
+    return items;
+}
+
 const int kCases = Register({
     {.szName = "the three service trees go, their neighbours stay",
      .szAction = "RemoveCADriverSettings",
@@ -68,70 +90,45 @@ const int kCases = Register({
               Key(N, kServices + L"CAUTILITY")}},
     {.szName = "five files go, the utility's catalogue stays",
      .szAction = "UnLoadOldDriver",
-     .before = {File(kDrivers + L"pcore.sys"), File(kDrivers + L"pcore.cat"),
-                File(kDrivers + L"caprof.sys"), File(kDrivers + L"caprof.cat"),
-                File(kDrivers + L"cautility.sys"), File(kDrivers + L"cautility.cat")},
+     .before = Drivers({L"pcore.sys", L"pcore.cat", L"caprof.sys", L"caprof.cat", L"cautility.sys",
+                        L"cautility.cat"}),
      .uReturn = 1,
-     .gone = {File(kDrivers + L"pcore.sys"), File(kDrivers + L"pcore.cat"),
-              File(kDrivers + L"caprof.sys"), File(kDrivers + L"caprof.cat"),
-              File(kDrivers + L"cautility.sys")}},
+     .gone = Drivers({L"pcore.sys", L"pcore.cat", L"caprof.sys", L"caprof.cat", L"cautility.sys"})},
     {.szName = "the 32-bit folder's drivers replace the old ones, sub-folders stay",
      .szAction = "CopyCADrivers64",
      .before = {Str(W, kKey, L"InstallDir", kFolder + L"\\"),
                 File(kFolder + L"\\bin\\Drivers64\\pcore.sys", "new"),
                 File(kFolder + L"\\bin\\Drivers64\\sub\\caprof.sys"),
                 File(kDrivers + L"pcore.sys")},
-     .lines = {Line(L"CopyCADrivers64", L"copied " + kDrivers + L"pcore.sys")},
+     .lines = {Line("CopyCADrivers64", L"copied " + kDrivers + L"pcore.sys")},
      .gone = {File(kDrivers + L"caprof.sys")},
      .after = {File(kDrivers + L"pcore.sys", "new")}},
-    {.szName = "installs the help from the profiler folder",
-     .szAction = "InstallHelp64",
-     .before = {Program(kHelp), Str(N, kKey, L"InstallDir", kFolder)},
-     .lines = {Line(L"InstallHelp64", L"running \"" + kHelp + kHelpSwitches + L"/sourceMedia \"" +
-                                          kFolder + L"\\help\\helpcontentsetup.msha\"")},
-     .commands = {L"\"" + kHelp + kHelpSwitches + L"/sourceMedia \"" + kFolder +
-                  L"\\help\\helpcontentsetup.msha\""}},
-    {.szName = "removes the help book silently",
-     .szAction = "RemoveHelp64",
-     .before = {Program(kHelp)},
-     .lines = {Line(L"RemoveHelp64", L"running \"" + kHelp + kHelpSwitches +
-                                         L"/uninstall /vendor \"Qorvexa\" /mediaBookList \"QVX "
-                                         L"Codrevo\" /productName \"QVX Codrevo Performance "
-                                         L"Analyzer\" /silent")},
-     .commands = {L"\"" + kHelp + kHelpSwitches +
-                  L"/uninstall /vendor \"Qorvexa\" /mediaBookList \"QVX Codrevo\" /productName "
-                  L"\"QVX Codrevo Performance Analyzer\" /silent"}},
-    {.szName = "native entry first",
-     .szAction = "RemoveCAEntrance",
-     .before = Profiler(N, kCode, kName, Profiler(W, kWiseCode)),
-     .lines = {Line(L"RemoveCAEntrance",
-                    L"running \"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart")},
-     .commands = {L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart"}},
-    {.szName = "32-bit entry first",
-     .szAction = "RemoveCAFromWise",
-     .before = Profiler(N, kCode, kName, Profiler(W, kWiseCode)),
-     .lines = {Line(L"RemoveCAFromWise",
-                    L"running \"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart")},
-     .commands = {L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart"}},
+    RunCase("installs the help from the profiler folder", "InstallHelp64",
+            kHelpCommand + L"/sourceMedia \"" + kFolder + L"\\help\\helpcontentsetup.msha\"",
+            {Program(kHelp), Str(N, kKey, L"InstallDir", kFolder)}),
+    RunCase("removes the help book silently", "RemoveHelp64",
+            kHelpCommand + L"/uninstall /vendor \"Qorvexa\" /mediaBookList \"QVX Codrevo\" "
+                           L"/productName \"QVX Codrevo Performance Analyzer\" /silent",
+            {Program(kHelp)}),
+    RunCase("native entry first", "RemoveCAEntrance",
+            L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart", kBothViews),
+    RunCase("32-bit entry first", "RemoveCAFromWise",
+            L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart", kBothViews),
     {.szName = "a name that differs in case is not the profiler",
      .szAction = "RemoveCAEntrance",
      .before = Profiler(NW, kCode, L"Codrevo Performance analyzer"),
-     .lines = {Line(L"RemoveCAEntrance", kCode + L" is not an uninstall entry of " + kName)}},
-    {.szName = "a product code that is no GUID is not followed",
-     .szAction = "RemoveCAEntrance",
-     .before = Profiler(N, L"Codrevo"),
-     .lines = {Line(L"RemoveCAEntrance", L"Codrevo is not a product code")}},
+     .lines = {Line("RemoveCAEntrance", kCode + L" is not an uninstall entry of " + kName)}},
     {.szName = "before 3.0.0.0 forces a restart",
      .szAction = "SetCARebootFlag",
      .before = Profiler(N, kCode, kName, {Program(kProgram)}),
-     .lines = {Line(L"SetCARebootFlag", kProgram + L" version 2.99.65535.0"),
-               Line(L"SetCARebootFlag", L"REBOOT=Force")},
+     .lines = {Line("SetCARebootFlag", kProgram + L" version 2.99.65535.0"),
+               Line("SetCARebootFlag", L"REBOOT=Force")},
      .set = {{L"REBOOT", L"Force"}},
      .arrange = WithVersion(MAKELONG(99, 2), MAKELONG(0, 65535))},
     {.szName = "10.0 is later than 3.0, not earlier as text",
      .szAction = "SetCARebootFlag",
      .before = Profiler(N, kCode, kName, {Program(kProgram)}),
-     .lines = {Line(L"SetCARebootFlag", kProgram + L" version 10.0.0.0")},
+     .lines = {Line("SetCARebootFlag", kProgram + L" version 10.0.0.0")},
      .set = {{L"REBOOT", L""}},
      .arrange = WithVersion(MAKELONG(0, 10), 0)},
 });
