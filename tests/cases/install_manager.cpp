@@ -48,20 +48,36 @@ BOOL WINAPI RefuseCreateProcess(LPCWSTR, LPWSTR, LPSECURITY_ATTRIBUTES, LPSECURI
     return FALSE;
 }
 
-LONG WINAPI RefuseCreateKey(HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES,
-                            PHKEY, LPDWORD) {
-    CountFault();
-    return ERROR_ACCESS_DENIED;
+// A hand-off that starts the installed manager with strArguments and leaves REBOOT as szReboot.
+Case Launch(const char* szName, const char* szAction, std::vector<Item> before,
+            const std::wstring& strArguments, const wchar_t* szReboot,
+            std::vector<Item> after = {}) {
+    return {.szName = szName,
+            .szAction = szAction,
+            .before = Installed(std::move(before)),
+            .lines = Launched(strArguments),
+            .after = std::move(after),
+            .commands = Command(strArguments),
+            .set = {{L"REBOOT", szReboot}}};
+}
+// A hand-off that finds no manager to start: uReturn, no lines, REBOOT left as szReboot.
+Case NotStarted(const char* szName, const char* szAction, std::vector<Item> before, UINT uReturn,
+                const wchar_t* szReboot, std::vector<Item> after = {}) {
+    return {.szName = szName,
+            .szAction = szAction,
+            .before = std::move(before),
+            .uReturn = uReturn,
+            .after = std::move(after),
+            .set = {{L"REBOOT", szReboot}}};
 }
 
 const int kLaunches = Register({
-    {.szName = "runs the manager, waits, writes mode 3 and carries YES over",
-     .szAction = "LaunchApp_UinstallAll",
-     .before = Installed({Manager(L"YES")}),
-     .lines = Launched(kAll),
-     .after = {Mode(3)},
-     .commands = Command(kAll),
-     .set = {{L"REBOOT", L"F"}}},
+    Launch("runs the manager, waits, writes mode 3 and carries YES over", "LaunchApp_UinstallAll",
+           {Manager(L"YES")}, kAll, L"F", {Mode(3)}),
+    Launch("a component: no mode written; Yes only in the 32-bit view is not read",
+           "LaunchApp_UinstallComp", {Manager(L"Yes", W), Mode(7)}, kComp, L""),
+    Launch("update: no reboot carried over", "LaunchApp_Update", {Manager(L"Yes"), Mode(7)},
+           L"/UPDATE", L""),
     {.szName = "the shell starts the manager when the process launch fails",
      .szAction = "LaunchApp_UinstallAll",
      .before = Installed(),
@@ -75,42 +91,15 @@ const int kLaunches = Register({
      .after = {Mode(3)},
      .commands = Command(kAll),
      .arrange = Faulty("kernel32.dll", "CreateProcessW", &RefuseCreateProcess)},
-    {.szName = "a folder in the 32-bit view only starts nothing: 1603, still mode 3 and reboot",
-     .szAction = "LaunchApp_UinstallAll",
-     .before = {Str(W, kManager, L"InstallDir", kFolder), Manager(L"Yes")},
-     .uReturn = 1603,
-     .after = {Mode(3)},
-     .set = {{L"REBOOT", L"F"}}},
-    {.szName = "a folder that is no string starts nothing",
-     .szAction = "LaunchApp_UinstallCurrent",
-     .before = {Dword(N, kManager, L"InstallDir", 1)},
-     .uReturn = 1603,
-     .after = {Mode(1)}},
-    {.szName = "writes mode 1; No leaves REBOOT alone",
-     .szAction = "LaunchApp_UinstallCurrent",
-     .before = Installed({Manager(L"No"), Mode(3)}),
-     .lines = Launched(kAll),
-     .after = {Mode(1)},
-     .commands = Command(kAll),
-     .set = {{L"REBOOT", L""}}},
-    {.szName = "a component: no mode written; Yes only in the 32-bit view is not read",
-     .szAction = "LaunchApp_UinstallComp",
-     .before = Installed({Manager(L"Yes", W), Mode(7)}),
-     .lines = Launched(kComp),
-     .commands = Command(kComp),
-     .set = {{L"REBOOT", L""}}},
-    {.szName = "a component without the manager: 1603",
-     .szAction = "LaunchApp_UinstallComp",
-     .before = {Manager(L"yes")},
-     .uReturn = 1603,
-     .set = {{L"REBOOT", L"F"}}},
-    {.szName = "update: no reboot carried over",
-     .szAction = "LaunchApp_Update",
-     .before = Installed({Manager(L"Yes"), Mode(7)}),
-     .lines = Launched(L"/UPDATE"),
-     .commands = Command(L"/UPDATE"),
-     .set = {{L"REBOOT", L""}}},
-    {.szName = "update without the manager: 1627", .szAction = "LaunchApp_Update", .uReturn = 1627},
+    NotStarted("a folder in the 32-bit view only starts nothing: 1603, still mode 3 and reboot",
+               "LaunchApp_UinstallAll", {Str(W, kManager, L"InstallDir", kFolder), Manager(L"Yes")},
+               1603, L"F", {Mode(3)}),
+    NotStarted("a folder that is no string starts nothing; No leaves REBOOT alone",
+               "LaunchApp_UinstallCurrent", {Dword(N, kManager, L"InstallDir", 1), Manager(L"No")},
+               1603, L"", {Mode(1)}),
+    NotStarted("a component without the manager: 1603", "LaunchApp_UinstallComp", {Manager(L"yes")},
+               1603, L"F"),
+    NotStarted("update without the manager: 1627", "LaunchApp_Update", {}, 1627, L""),
 });
 
 const std::wstring kAbort =
@@ -119,28 +108,24 @@ const std::wstring kAbort =
     L"package.\nThis application will now abort.";
 const wchar_t kNotLaunched[] = L"VAREN_CA Not Launched from VLM and unable to get property";
 
+Case NotFromVlm(const char* szName, PropertyRows properties) {
+    return {.szName = szName,
+            .szAction = "LaunchedFromVLM",
+            .properties = std::move(properties),
+            .uReturn = 1612,
+            .lines = {kNotLaunched},
+            .messages = {kAbort}};
+}
+
 const int kLaunchedFromVLM = Register({
     {.szName = "1 goes on",
      .szAction = "LaunchedFromVLM",
      .properties = {{L"LAUNCHED_FROM_VLM", L"1"}},
      .lines = {L"VAREN_CA Launched from VLM: 1 \n"}},
-    {.szName = "any other value aborts with the message",
-     .szAction = "LaunchedFromVLM",
-     .properties = {{L"LAUNCHED_FROM_VLM", L"1 "}},
-     .uReturn = 1612,
-     .lines = {kNotLaunched},
-     .messages = {kAbort}},
-    {.szName = "undefined aborts",
-     .szAction = "LaunchedFromVLM",
-     .uReturn = 1612,
-     .lines = {kNotLaunched},
-     .messages = {kAbort}},
-    {.szName = "a value of 260 characters cannot be read and aborts",
-     .szAction = "LaunchedFromVLM",
-     .properties = {{L"LAUNCHED_FROM_VLM", L"1" + std::wstring(259, L' ')}},
-     .uReturn = 1612,
-     .lines = {kNotLaunched},
-     .messages = {kAbort}},
+    NotFromVlm("any other value aborts with the message", {{L"LAUNCHED_FROM_VLM", L"1 "}}),
+    NotFromVlm("undefined aborts", {}),
+    NotFromVlm("a value of 260 characters cannot be read and aborts",
+               {{L"LAUNCHED_FROM_VLM", L"1" + std::wstring(259, L' ')}}),
 });
 
 const int kResetRebootKey = Register({
@@ -149,37 +134,19 @@ const int kResetRebootKey = Register({
      .before = {Manager(L"Yes", NW), Str(NW, kManager, L"InstallDir", kFolder)},
      .lines = {L"VAREN_CA ResetRebootKey succeeded"},
      .after = {Manager(L"No", NW)}},
-    {.szName = "creates the key in both views",
-     .szAction = "ResetRebootKey",
-     .lines = {L"VAREN_CA ResetRebootKey succeeded"},
-     .after = {Manager(L"No", NW)}},
-    {.szName = "neither view opens: failed, 0",
-     .szAction = "ResetRebootKey",
-     .before = {Manager(L"Yes", NW)},
-     .lines = {L"VAREN_CA ResetRebootKey failed"},
-     .arrange = Faulty("advapi32.dll", "RegCreateKeyExW", &RefuseCreateKey)},
 });
-
-} // namespace
-
-namespace {
 
 const std::wstring kInstallKey = L"SOFTWARE\\ORX Technologies\\Install";
 
 const int kGetINSTFolder = Register({
-    {.szName = "sets both folders",
+    {.szName = "sets a folder from a native string; no string or the 32-bit view sets nothing",
      .szAction = "GetINSTFolder",
      .before = {Str(N, kInstallKey, L"InstallDir", L"C:\\Suite\\"),
-                Str(N, kInstallKey, L"VLMInstallDir", L"C:\\IM\\")},
+                Dword(N, kInstallKey, L"VLMInstallDir", 1),
+                Str(W, kInstallKey, L"VLMInstallDir", L"C:\\IM\\")},
      .lines = {L"VAREN_CA Inside GetINSTFolder is, C:\\Suite\\ \n",
-               L"VAREN_CA Inside GetINSTFolder2 is, C:\\IM\\ \n"},
-     .set = {{L"INSTFOLDER", L"C:\\Suite\\"}, {L"VLMINSTFOLDER", L"C:\\IM\\"}}},
-    {.szName = "no string in the native view sets nothing",
-     .szAction = "GetINSTFolder",
-     .before = {Dword(N, kInstallKey, L"InstallDir", 1),
-                Str(W, kInstallKey, L"VLMInstallDir", L"x")},
-     .lines = {L"VAREN_CA Inside GetINSTFolder is,  \n", L"VAREN_CA Inside GetINSTFolder2 is,  \n"},
-     .set = {{L"INSTFOLDER", L""}, {L"VLMINSTFOLDER", L""}}},
+               L"VAREN_CA Inside GetINSTFolder2 is,  \n"},
+     .set = {{L"INSTFOLDER", L"C:\\Suite\\"}, {L"VLMINSTFOLDER", L""}}},
 });
 
 const std::wstring kKmpfd = L"%PROGRAMFILES%\\QVX\\QVXKMPFD";
@@ -210,21 +177,16 @@ const std::wstring kProxyKey = L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install";
 const std::wstring kCoreKey = L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static";
 const std::wstring kProxyProgram = L"C:\\Suite\\ORX.UVE\\MOM-InstallProxy\\MOM.InstallProxy.exe";
 
-Lines ProxyLines(const wchar_t* szOutcome, bool f32BitView) {
-    const std::wstring strSoftware = f32BitView ? L"SOFTWARE\\Wow6432Node\\" : L"SOFTWARE\\";
-    return {
-        L"VAREN_CA SetInstallProxyKey" + std::wstring(szOutcome) + strSoftware +
-            L"ORX\\UVE\\Settings\\MOM\\Install\\Install" + (*szOutcome == L',' ? L" \n" : L".\n"),
-        L"VAREN_CA SetInstallProxyKey" + std::wstring(szOutcome) + strSoftware +
-            L"ORX\\UVE\\Packages\\Core-Static\\Location" + (*szOutcome == L',' ? L" \n" : L".\n")};
-}
-Lines Join(std::initializer_list<Lines> parts) {
-    Lines lines;
-    for (const Lines& part : parts) {
-        lines.insert(lines.end(), part.begin(), part.end());
+// Appends a line for each of the two values in one view: strBefore, its path, szAfter.
+Lines Values(Lines lines, bool f32BitView, const std::wstring& strBefore, const wchar_t* szAfter) {
+    for (const wchar_t* szValue : {L"ORX\\UVE\\Settings\\MOM\\Install\\Install",
+                                   L"ORX\\UVE\\Packages\\Core-Static\\Location"}) {
+        lines.push_back(strBefore + (f32BitView ? L"SOFTWARE\\Wow6432Node\\" : L"SOFTWARE\\") +
+                        szValue + szAfter);
     }
     return lines;
 }
+const std::wstring kWritten = L"VAREN_CA SetInstallProxyKey, ";
 
 LONG WINAPI Refuse32BitKeys(HKEY hRoot, LPCWSTR szKey, DWORD dwReserved, LPWSTR szClass,
                             DWORD dwOptions, REGSAM sam, LPSECURITY_ATTRIBUTES pSecurity,
@@ -237,29 +199,25 @@ LONG WINAPI Refuse32BitKeys(HKEY hRoot, LPCWSTR szKey, DWORD dwReserved, LPWSTR 
                            pdwDisposition);
 }
 
-LONG WINAPI RefuseDeleteValue(HKEY, LPCWSTR) {
-    CountFault();
-    return ERROR_ACCESS_DENIED;
-}
-
 const int kProxyKeys = Register({
     {.szName = "writes the proxy and its location in both views",
      .szAction = "SetInstallProxyKey",
      .data = L"C:\\Suite\\",
      .before = {Str(NW, kProxyKey, L"Other", L"x")},
-     .lines =
-         Join({{L"CustomActionData: C:\\Suite\\", L"VAREN_CA SetInstallProxyKey: C:\\Suite\\ \n"},
-               ProxyLines(L", ", false),
-               ProxyLines(L", ", true)}),
+     .lines = Values(
+         Values({L"CustomActionData: C:\\Suite\\", L"VAREN_CA SetInstallProxyKey: C:\\Suite\\ \n"},
+                false, kWritten, L" \n"),
+         true, kWritten, L" \n"),
      .after = {Str(NW, kProxyKey, L"Install", kProxyProgram),
                Str(NW, kCoreKey, L"Location", L"C:\\Suite\\")}},
     {.szName = "a view that cannot be written fails the action after trying every value",
      .szAction = "SetInstallProxyKey",
      .data = L"C:\\Suite",
      .uReturn = 1603,
-     .lines = Join({{L"CustomActionData: C:\\Suite", L"VAREN_CA SetInstallProxyKey: C:\\Suite \n"},
-                    ProxyLines(L", ", false),
-                    ProxyLines(L" failed, ", true)}),
+     .lines = Values(
+         Values({L"CustomActionData: C:\\Suite", L"VAREN_CA SetInstallProxyKey: C:\\Suite \n"},
+                false, kWritten, L" \n"),
+         true, L"VAREN_CA SetInstallProxyKey failed, ", L".\n"),
      .after = {Str(N, kProxyKey, L"Install", kProxyProgram),
                Str(N, kCoreKey, L"Location", L"C:\\Suite")},
      .arrange = Faulty("advapi32.dll", "RegCreateKeyExW", &Refuse32BitKeys)},
@@ -275,50 +233,31 @@ const int kProxyKeys = Register({
      .lines = {L"VAREN_CA: DelInstallProxyKey  \n",
                L"VAREN_CA: DelInstallProxyKey successfully  \n"},
      .gone = {Str(NW, kProxyKey, L"Install", L"x"), Key(NW, kCoreKey)}},
-    {.szName = "nothing to remove is success",
-     .szAction = "DelInstallProxyKey",
-     .lines = {L"VAREN_CA: DelInstallProxyKey  \n",
-               L"VAREN_CA: DelInstallProxyKey successfully  \n"}},
-    {.szName = "values that cannot be deleted are named, 32-bit view first",
-     .szAction = "DelInstallProxyKey",
-     .before = {Str(NW, kProxyKey, L"Install", L"x"), Str(NW, kCoreKey, L"Location", L"z")},
-     .lines = {L"VAREN_CA: DelInstallProxyKey  \n",
-               L"VAREN_CA: DelInstallProxyKey could not delete "
-               L"SOFTWARE\\Wow6432Node\\ORX\\UVE\\Settings\\MOM\\Install\\Install  \n",
-               L"VAREN_CA: DelInstallProxyKey could not delete "
-               L"SOFTWARE\\Wow6432Node\\ORX\\UVE\\Packages\\Core-Static\\Location  \n",
-               L"VAREN_CA: DelInstallProxyKey could not delete "
-               L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install\\Install  \n",
-               L"VAREN_CA: DelInstallProxyKey could not delete "
-               L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static\\Location  \n"},
-     .arrange = Faulty("advapi32.dll", "RegDeleteValueW", &RefuseDeleteValue)},
 });
 
 const std::wstring kProxyFolder = L"%CASE%\\ORX.UVE\\MOM-InstallProxy";
 
-Lines SecuredLaunch(const std::wstring& strProgram) {
+// Starts szProgram in the proxy folder, the other items arranged too, and waits for it.
+Case Proxy(const char* szName, const wchar_t* szProgram, std::vector<Item> before = {}) {
+    const std::wstring strProgram = kProxyFolder + L"\\" + szProgram;
     const std::wstring strCommand = L"\"" + strProgram + L"\"";
-    return {L"CustomActionData: %CASE%\\", L"VAREN_CA Security String converted",
-            L"CreateProcess successfully launched " + strCommand +
-                L" \nWaitng for process to return...",
-            L"CreateProcess successfully returned from wait after launching " + strCommand +
-                L" \n"};
+    before.push_back(Program(strProgram));
+    return {.szName = szName,
+            .szAction = "LaunchInstallProxy",
+            .data = L"%CASE%\\",
+            .before = std::move(before),
+            .lines = {L"CustomActionData: %CASE%\\", L"VAREN_CA Security String converted",
+                      L"CreateProcess successfully launched " + strCommand +
+                          L" \nWaitng for process to return...",
+                      L"CreateProcess successfully returned from wait after launching " +
+                          strCommand + L" \n"},
+            .commands = {strCommand}};
 }
 
 const int kLaunchInstallProxy = Register({
-    {.szName = "runs the install proxy and waits",
-     .szAction = "LaunchInstallProxy",
-     .data = L"%CASE%\\",
-     .before = {Program(kProxyFolder + L"\\MOM.InstallProxy.exe"),
-                File(kProxyFolder + L"\\CLI.exe")},
-     .lines = SecuredLaunch(kProxyFolder + L"\\MOM.InstallProxy.exe"),
-     .commands = {L"\"" + kProxyFolder + L"\\MOM.InstallProxy.exe\""}},
-    {.szName = "the older CLI.exe where the proxy is missing",
-     .szAction = "LaunchInstallProxy",
-     .data = L"%CASE%\\",
-     .before = {Program(kProxyFolder + L"\\CLI.exe")},
-     .lines = SecuredLaunch(kProxyFolder + L"\\CLI.exe"),
-     .commands = {L"\"" + kProxyFolder + L"\\CLI.exe\""}},
+    Proxy("runs the install proxy and waits", L"MOM.InstallProxy.exe",
+          {File(kProxyFolder + L"\\CLI.exe")}),
+    Proxy("the older CLI.exe where the proxy is missing", L"CLI.exe"),
     {.szName = "no proxy: 1603",
      .szAction = "LaunchInstallProxy",
      .data = L"%CASE%\\",

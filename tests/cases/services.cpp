@@ -21,35 +21,34 @@ Item Eeu(const std::wstring& strBehaviour, DWORD dwState) {
 
 const wchar_t kStarted[] = L"Service started successfully.\n";
 
+// A start from the state the test service's behaviour holds it in, and the state it ends in.
+Case Start(const char* szName, const wchar_t* szBehaviour, DWORD dwBefore, DWORD dwAfter,
+           Lines debug) {
+    return {.szName = szName,
+            .szAction = "StartEEUService",
+            .before = {Eeu(szBehaviour, dwBefore)},
+            .after = {Eeu(szBehaviour, dwAfter)},
+            .debug = std::move(debug)};
+}
+
 const int kStartEEUService = Register({
     {.szName = "starts a stopped service and leaves its neighbour",
      .szAction = "StartEEUService",
      .before = {Eeu(L"", SERVICE_STOPPED), Service(kSibling, kSiblingProgram)},
      .after = {Eeu(L"", SERVICE_RUNNING)},
      .debug = {kStarted}},
-    {.szName = "a running service counts as started without a word",
-     .szAction = "StartEEUService",
-     .before = {Eeu(L"", SERVICE_RUNNING)}},
-    {.szName = "advancing check points keep the wait going past the hint",
-     .szAction = "StartEEUService",
-     .before = {Eeu(L"slowstart pending=2500 hint=500", SERVICE_STOPPED)},
-     .after = {Eeu(L"slowstart pending=2500 hint=500", SERVICE_RUNNING)},
-     .debug = {kStarted}},
-    {.szName = "a frozen start ends the wait after a pass without progress",
-     .szAction = "StartEEUService",
-     .before = {Eeu(L"slowstart pending=forever hint=500 frozen", SERVICE_STOPPED)},
-     .after = {Eeu(L"slowstart pending=forever hint=500 frozen", SERVICE_START_PENDING)},
-     .debug = {L"Warning: Service did not start successfully.\n"}},
-    {.szName = "an earlier stop with hint 0 times out after one pass",
-     .szAction = "StartEEUService",
-     .before = {Eeu(L"slowstop pending=forever frozen", SERVICE_STOP_PENDING)},
-     .after = {Eeu(L"slowstop pending=forever frozen", SERVICE_STOP_PENDING)},
-     .debug = {L"Error: Timeout waiting for service to stop.\n"}},
-    {.szName = "an earlier stop is waited out, then the service starts",
-     .szAction = "StartEEUService",
-     .before = {Eeu(L"slowstop pending=1500 hint=3000", SERVICE_STOP_PENDING)},
-     .after = {Eeu(L"slowstop pending=1500 hint=3000", SERVICE_RUNNING)},
-     .debug = {kStarted}},
+    Start("a running service counts as started without a word", L"", SERVICE_RUNNING,
+          SERVICE_RUNNING, {}),
+    Start("advancing check points keep the wait going past the hint",
+          L"slowstart pending=2500 hint=500", SERVICE_STOPPED, SERVICE_RUNNING, {kStarted}),
+    Start("a frozen start ends the wait after a pass without progress",
+          L"slowstart pending=forever hint=500 frozen", SERVICE_STOPPED, SERVICE_START_PENDING,
+          {L"Warning: Service did not start successfully.\n"}),
+    Start("an earlier stop with hint 0 times out after one pass",
+          L"slowstop pending=forever frozen", SERVICE_STOP_PENDING, SERVICE_STOP_PENDING,
+          {L"Error: Timeout waiting for service to stop.\n"}),
+    Start("an earlier stop is waited out, then the service starts",
+          L"slowstop pending=1500 hint=3000", SERVICE_STOP_PENDING, SERVICE_RUNNING, {kStarted}),
     {.szName = "a program that is gone gives the start error",
      .szAction = "StartEEUService",
      .before = {Eeu(L"", SERVICE_STOPPED)},
@@ -67,66 +66,49 @@ const std::wstring kTarget = L"VarenTargetService";
 const std::wstring kFolder = L"%CASE%\\Target";
 const std::wstring kProgram = kFolder + L"\\target.exe";
 
-Item Target(const std::wstring& strBehaviour = L"hint=0", DWORD dwState = SERVICE_RUNNING) {
-    return Service(kTarget, kProgram, strBehaviour, dwState);
+Item Target() {
+    return Service(kTarget, kProgram, L"hint=0", SERVICE_RUNNING);
 }
 
-// The data, its line, and the parent line for the target's configured binary path.
 std::wstring Data(const std::wstring& strName, const std::wstring& strFolder) {
     return L"ServiceName=" + strName + L";DirectoryOfBinary=" + strFolder;
 }
-Lines Found(const std::wstring& strData, const std::wstring& strBehaviour = L"hint=0") {
-    return {L"CustomActionData: " + strData,
-            L"Parent path of \"" + kProgram + L"\" " + strBehaviour + L" is " + kFolder};
+const std::wstring kParent = L"Parent path of \"" + kProgram + L"\" hint=0 is " + kFolder;
+
+// The action on strData: the lines after "CustomActionData: ", nothing gone.
+Case Delete(const char* szName, const std::wstring& strData, Lines lines,
+            std::vector<Item> before = {Target()}, const char* szWine = nullptr) {
+    lines.insert(lines.begin(), L"CustomActionData: " + strData);
+    return {.szName = szName,
+            .szAction = "DeleteServiceIfBinaryIsInDirectory",
+            .data = strData,
+            .before = std::move(before),
+            .lines = std::move(lines),
+            .szWine = szWine};
 }
-Lines Plus(Lines lines, const Lines& more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
+const std::wstring kElsewhere = L"%CASE%\\Elsewhere";
+const std::wstring kLongName(300, L'S');
 
 const int kDeleteServiceIfBinaryIsInDirectory = Register({
     {.szName = "stops and deletes the service; its neighbour in the folder stays",
      .szAction = "DeleteServiceIfBinaryIsInDirectory",
      .data = Data(kTarget, kFolder + L"\\"),
      .before = {Target(), Service(kSibling, kFolder + L"\\other.exe", L"", SERVICE_RUNNING)},
-     .lines = Plus(Found(Data(kTarget, kFolder + L"\\")), {L"Successfully deleted " + kTarget}),
+     .lines = {L"CustomActionData: " + Data(kTarget, kFolder + L"\\"), kParent,
+               L"Successfully deleted " + kTarget},
      .gone = {Target()}},
-    {.szName = "a service elsewhere is left alone",
-     .szAction = "DeleteServiceIfBinaryIsInDirectory",
-     .data = Data(kTarget, L"%CASE%\\Elsewhere"),
-     .before = {Target(), Folder(L"%CASE%\\Elsewhere")},
-     .lines = Plus(Found(Data(kTarget, L"%CASE%\\Elsewhere")),
-                   {L"\"" + kProgram + L"\" hint=0 is not in directory %CASE%\\Elsewhere"})},
-    {.szName = "a folder that does not exist matches nothing",
-     .szAction = "DeleteServiceIfBinaryIsInDirectory",
-     .data = Data(kTarget, L"%CASE%\\Missing"),
-     .before = {Target()},
-     .lines = Plus(Found(Data(kTarget, L"%CASE%\\Missing")),
-                   {L"\"" + kProgram + L"\" hint=0 is not in directory %CASE%\\Missing"})},
-    {.szName = "no such service",
-     .szAction = "DeleteServiceIfBinaryIsInDirectory",
-     .data = Data(L"VarenNoSuchService", kFolder),
-     .before = {Target()},
-     .lines = {L"CustomActionData: " + Data(L"VarenNoSuchService", kFolder),
-               L"Unable to open service VarenNoSuchService. Error code: 1060"}},
-    {.szName = "a record without ServiceName= names the text after its 11th character",
-     .szAction = "DeleteServiceIfBinaryIsInDirectory",
-     .data = L"DirectoryOfBinary=" + kFolder,
-     .before = {Target()},
-     .lines = {L"CustomActionData: DirectoryOfBinary=" + kFolder,
-               L"Unable to open service Binary=" + kFolder + L". Error code: 123"}},
-    {.szName = "a name over 256 characters opens nothing",
-     .szAction = "DeleteServiceIfBinaryIsInDirectory",
-     .data = Data(std::wstring(300, L'S'), kFolder),
-     .before = {Target()},
-     .lines = {L"CustomActionData: " + Data(std::wstring(300, L'S'), kFolder),
-               L"Unable to open service " + std::wstring(300, L'S') + L". Error code: 1060"},
-     .szWine = "Wine looks the long name up; Windows refuses it with 123"},
-    {.szName = "an empty name opens nothing",
-     .szAction = "DeleteServiceIfBinaryIsInDirectory",
-     .data = Data(L"", kFolder),
-     .before = {Target()},
-     .lines = {L"CustomActionData: " + Data(L"", kFolder), L"Empty service name provided"}},
+    Delete("a service elsewhere is left alone", Data(kTarget, kElsewhere),
+           {kParent, L"\"" + kProgram + L"\" hint=0 is not in directory " + kElsewhere},
+           {Target(), Folder(kElsewhere)}),
+    Delete("no such service", Data(L"VarenNoSuchService", kFolder),
+           {L"Unable to open service VarenNoSuchService. Error code: 1060"}),
+    Delete("a record without ServiceName= names the text after its 11th character",
+           L"DirectoryOfBinary=" + kFolder,
+           {L"Unable to open service Binary=" + kFolder + L". Error code: 123"}),
+    Delete("a name over 256 characters opens nothing", Data(kLongName, kFolder),
+           {L"Unable to open service " + kLongName + L". Error code: 1060"}, {Target()},
+           "Wine looks the long name up; Windows refuses it with 123"),
+    Delete("an empty name opens nothing", Data(L"", kFolder), {L"Empty service name provided"}),
 });
 
 const std::wstring kA4Key = L"SOFTWARE\\ORX\\A4";

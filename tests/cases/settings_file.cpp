@@ -44,6 +44,18 @@ const std::string kUtf16Before("\xFF\xFE"
                                "A\0=\0\xE9\0\r\0\n\0",
                                12);
 
+// UpdateCfg on the folder kFolder + "\" whose settings file holds strContent: the outcome
+// logged, the file unchanged.
+Case Kept(const char* szName, std::string strContent, const char* szOutcome,
+          std::function<std::shared_ptr<void>(ActionSession&)> arrange = {}) {
+    return {.szName = szName,
+            .szAction = "UpdateCfg",
+            .data = kFolder + L"\\",
+            .before = {Cfg(std::move(strContent))},
+            .lines = Updated(szOutcome),
+            .arrange = std::move(arrange)};
+}
+
 const int kUpdateCfg = Register({
     {.szName = "creates the file with the folder",
      .szAction = "UpdateCfg",
@@ -59,17 +71,14 @@ const int kUpdateCfg = Register({
      .lines = Updated(),
      .after = {Cfg("; install manager\r\nLanguage=\xE9n\n\r\n installdir = " + kFolderText +
                    "\r\n# end")}},
-    {.szName = "a file already up to date is left as it is",
-     .szAction = "UpdateCfg",
-     .data = kFolder + L"\\",
-     .before = {Cfg("InstallDir=" + kFolderText + "\n")},
-     .lines = Updated("is up to date")},
-    {.szName = "a read-only file is left whole",
-     .szAction = "UpdateCfg",
-     .data = kFolder + L"\\",
-     .before = {Cfg("InstallDir=C:\\Old\r\n")},
-     .lines = Updated("is read-only, left as it is"),
-     .arrange = ReadOnlyCfg},
+    Kept("a file already up to date is left as it is", "InstallDir=" + kFolderText + "\n",
+         "is up to date"),
+    Kept("a read-only file is left whole", "InstallDir=C:\\Old\r\n", "is read-only, left as it is",
+         ReadOnlyCfg),
+    Kept("a file over the size limit is left alone", std::string(1024 * 1024 + 1, 'x'),
+         "is larger than 1048576 bytes, left as it is"),
+    Kept("bytes that are no text it can edit are left alone", std::string("A\0=\0", 4),
+         "is no text it can edit, left as it is"),
     {.szName = "a failed replace leaves the old file and no sibling",
      .szAction = "UpdateCfg",
      .data = kFolder + L"\\",
@@ -78,16 +87,6 @@ const int kUpdateCfg = Register({
                L"VAREN_CA InstallManager.cfg could not be written, error 32: " + kCfg + L" \n"},
      .gone = {File(kCfg + L".new")},
      .arrange = Faulty("kernel32.dll", "MoveFileExW", &RefuseMove)},
-    {.szName = "a file over the size limit is left alone",
-     .szAction = "UpdateCfg",
-     .data = kFolder + L"\\",
-     .before = {Cfg(std::string(1024 * 1024 + 1, 'x'))},
-     .lines = Updated("is larger than 1048576 bytes, left as it is")},
-    {.szName = "bytes that are no text it can edit are left alone",
-     .szAction = "UpdateCfg",
-     .data = kFolder + L"\\",
-     .before = {Cfg(std::string("A\0=\0", 4))},
-     .lines = Updated("is no text it can edit, left as it is")},
     {.szName = "a folder that does not exist gets nothing",
      .szAction = "UpdateCfg",
      .data = L"%CASE%\\Missing",

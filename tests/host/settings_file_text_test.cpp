@@ -22,12 +22,10 @@ std::string Edit(const std::string& strBytes, const wchar_t* szName, const wchar
 } // namespace
 
 TEST(SetCfgValue, KeepsEveryOtherLineByteForByte) {
-    struct Case {
+    const struct {
         const char* szWhat;
-        std::string strBefore;
-        std::string strAfter;
-    };
-    const Case cases[] = {
+        std::string strBefore, strAfter;
+    } cases[] = {
         {"in place, other lines, comments, blanks and line ends kept",
          "; the install manager\r\nLanguage=en\n\r\n  installdir =  C:\\Old  \r\n# end\r\n",
          "; the install manager\r\nLanguage=en\n\r\n  installdir =  C:\\New\r\n# end\r\n"},
@@ -49,23 +47,15 @@ TEST(SetCfgValue, KeepsEveryOtherLineByteForByte) {
         {"a lone carriage return is part of the line", "A=1\rInstallDir=x\r\n",
          "A=1\rInstallDir=x\r\nInstallDir=C:\\New\r\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(c.strAfter, Edit(c.strBefore, L"InstallDir", L"C:\\New")) << c.szWhat;
     }
 }
 
 TEST(SetCfgValue, Utf16AndNonAsciiValues) {
-    const std::string strBefore("\xFF\xFE"
-                                "A\0=\0"
-                                "1\0\r\0\n\0",
-                                12);
-    const std::string strAfter = Edit(strBefore, L"B", L"\u00e9");
-    EXPECT_EQ(std::string("\xFF\xFE"
-                          "A\0=\0"
-                          "1\0\r\0\n\0"
-                          "B\0=\0\xE9\0\r\0\n\0",
-                          22),
-              strAfter);
+    const std::string strBefore("\xFF\xFE\x41\0=\0\x31\0\r\0\n\0", 12);
+    EXPECT_EQ(strBefore + std::string("B\0=\0\xE9\0\r\0\n\0", 10),
+              Edit(strBefore, L"B", L"\u00e9"));
     EXPECT_EQ("X=\xC3\xA9\xE2\x82\xAC\r\n", Edit("", L"X", L"\u00e9\u20ac"));
     const std::optional<CfgDocument> document = ReadCfgDocument("X=\xC3\xA9\xE2\x82\xAC \xC3\r\n");
     ASSERT_TRUE(document);
@@ -81,11 +71,10 @@ TEST(SetCfgValue, NoChangeWhenTheValueIsThereAndLineBreaksCutTheValue) {
 }
 
 TEST(ReadCfgDocument, BytesItCannotEditSafely) {
-    EXPECT_FALSE(ReadCfgDocument(std::string("\xFF\xFE"
-                                             "A",
-                                             3)));
-    EXPECT_FALSE(ReadCfgDocument("\xFE\xFF"));
-    EXPECT_FALSE(ReadCfgDocument(std::string("A\0=\0", 4)));
+    for (const std::string& strBytes :
+         {std::string("\xFF\xFE\x41", 3), std::string("\xFE\xFF"), std::string("A\0=\0", 4)}) {
+        EXPECT_FALSE(ReadCfgDocument(strBytes)) << strBytes.size();
+    }
     EXPECT_TRUE(ReadCfgDocument(std::string("\xFF\xFE", 2)));
 }
 
