@@ -47,7 +47,6 @@ Lines CleanLines(const std::wstring& strPid, bool fBrandKey, const wchar_t* szPa
     return lines;
 }
 
-
 const int kCleanRegistry = Register({
     {.szName = "another package in the 32-bit view keeps Packages",
      .szAction = "CleanRegistry",
@@ -210,6 +209,9 @@ Case ArpCase() {
         c.before.push_back(Str(p.entryViews, strEntry, L"DisplayName", L"x"));
         if (p.hiddenViews) {
             c.after.push_back(Dword(p.hiddenViews, strEntry, L"SystemComponent", 1));
+        }
+        if (p.entryViews & ~p.hiddenViews) {
+            c.gone.push_back(Dword(p.entryViews & ~p.hiddenViews, strEntry, L"SystemComponent", 1));
         }
     }
     return c;

@@ -105,6 +105,10 @@ const int kCases = Register({
                 Dword(N, kDvr, L"QVXDVR_Tracked", 1, kHkcu), Accepted(W, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 0 \n"},
      .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 0, kHkcu)}},
+    {.szName = "no DVR settings: nothing made, 0",
+     .szAction = "TrackDVRAnalytics",
+     .lines = {L"Varen_CA TrackDVRAnalytics(), no DVR settings \n"},
+     .gone = {Key(N, kDvr, kHkcu)}},
     {.szName = "the client's operations and every empty string go, the launcher starts",
      .szAction = "AfterInstallPPC",
      .before = {Pending(L"\\??\\C:\\QVX\\Performance Profile Client\\a.dll\0\0"
