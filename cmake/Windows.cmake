@@ -8,7 +8,19 @@ set(VAREN_HARDENING -fstack-protector-strong)
 set(VAREN_LINK_HARDENING -static -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
 add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
 
-set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version setupapi)
+# mingw-w64 has no import library for xmllite.dll: dlltool makes one from the
+# entry points the library calls, at configure time.
+find_program(VAREN_DLLTOOL ${VAREN_TRIPLE}-dlltool REQUIRED)
+set(VAREN_XMLLITE_DEF ${CMAKE_SOURCE_DIR}/cmake/xmllite.def)
+set(VAREN_XMLLITE_LIB ${CMAKE_BINARY_DIR}/libxmllite.a)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VAREN_XMLLITE_DEF})
+execute_process(COMMAND ${VAREN_DLLTOOL} -d ${VAREN_XMLLITE_DEF} -l ${VAREN_XMLLITE_LIB}
+    COMMAND_ERROR_IS_FATAL ANY)
+
+# taskschd is a static library of the Task Scheduler's class and interface IDs
+# (the service itself is reached through COM, not imported).
+set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version setupapi
+    ${VAREN_XMLLITE_LIB} taskschd)
 
 # The library's code is built once as objects: linked into the DLL, and into
 # white-box test programs that call helpers below the exports directly.

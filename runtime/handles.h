@@ -95,3 +95,4 @@ class ComApartment {
   private:
     HRESULT m_hr;
 };
+using UniqueBstr = UniqueResource<BSTR, &SysFreeString>;
