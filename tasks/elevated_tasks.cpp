@@ -29,7 +29,7 @@ VARIANT StringVariant(BSTR bstr) {
 // released here, before COM is uninitialised.
 int RegisterWithService(const std::wstring& strTask, const std::wstring& strXml,
                         const std::wstring& strUser) {
-    UniqueCom<ITaskService> pService;
+    UniqueComPtr<ITaskService> pService;
     HRESULT hr = CoCreateInstance(CLSID_TaskScheduler, nullptr, CLSCTX_INPROC_SERVER,
                                   IID_ITaskService, reinterpret_cast<void**>(pService.put()));
     if (FAILED(hr)) {
@@ -43,7 +43,7 @@ int RegisterWithService(const std::wstring& strTask, const std::wstring& strXml,
         LogMessage(g_hInstall, L"ITaskService::Connect failed: 0x%x", hr);
         return 1;
     }
-    UniqueCom<ITaskFolder> pRoot;
+    UniqueComPtr<ITaskFolder> pRoot;
     const UniqueBstr bstrRoot(SysAllocString(L"\\"));
     hr = pService.get()->GetFolder(bstrRoot.get(), pRoot.put());
     if (FAILED(hr)) {
@@ -54,7 +54,7 @@ int RegisterWithService(const std::wstring& strTask, const std::wstring& strXml,
     const UniqueBstr bstrXml(SysAllocString(strXml.c_str()));
     const UniqueBstr bstrUser(SysAllocString(strUser.c_str()));
     const UniqueBstr bstrNoSecurity(SysAllocString(L""));
-    UniqueCom<IRegisteredTask> pTask;
+    UniqueComPtr<IRegisteredTask> pTask;
     hr = pRoot.get()->RegisterTask(
         bstrTask.get(), bstrXml.get(), TASK_CREATE_OR_UPDATE, StringVariant(bstrUser.get()), empty,
         TASK_LOGON_INTERACTIVE_TOKEN, StringVariant(bstrNoSecurity.get()), pTask.put());

@@ -232,12 +232,12 @@ void RewriteElementText(const std::wstring& strSource, const std::wstring& strDe
                         const ElementRewrite& rewrite) {
     // Declared in the reverse of their release order: the two streams first, then
     // the reader and the writer, then the reader's input and the writer's output.
-    UniqueCom<IUnknown> pWriterOutput;
-    UniqueCom<IUnknown> pReaderInput;
-    UniqueCom<IXmlWriter> pWriter;
-    UniqueCom<IXmlReader> pReader;
-    UniqueCom<IStream> pOutput;
-    UniqueCom<IStream> pInput;
+    UniqueComPtr<IUnknown> pWriterOutput;
+    UniqueComPtr<IUnknown> pReaderInput;
+    UniqueComPtr<IXmlWriter> pWriter;
+    UniqueComPtr<IXmlReader> pReader;
+    UniqueComPtr<IStream> pOutput;
+    UniqueComPtr<IStream> pInput;
     if (ReportFailure(FileStream::OpenFile(strSource.c_str(), false, pInput.put()),
                       L"Error creating file reader, error is %08.8lx") ||
         ReportFailure(FileStream::OpenFile(strDestination.c_str(), true, pOutput.put()),

@@ -5,8 +5,10 @@
 #include "tests/support/registry_support.h"
 #include "tests/support/service_support.h"
 #include "tests/support/standin_support.h"
+#include "tests/support/task_support.h"
 
 #include <shlobj.h>
+#include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 
@@ -108,6 +110,11 @@ bool IsFileSystem(const Item& item) {
            item.kind == Item::Kind::Process;
 }
 
+// Items known by name alone: services and tasks.
+bool IsNamed(const Item& item) {
+    return item.kind == Item::Kind::Service || item.kind == Item::Kind::Task;
+}
+
 bool SamePath(const std::wstring& strA, const std::wstring& strB) {
     return CompareStringOrdinal(strA.c_str(), -1, strB.c_str(), -1, TRUE) == CSTR_EQUAL;
 }
@@ -131,9 +138,9 @@ std::vector<View> ViewsOf(const Item& item) {
 
 std::string Describe(const Item& item, std::optional<View> view = std::nullopt) {
     static const char* const kKinds[] = {"key",     "value",    "file",    "folder", "program",
-                                         "service", "shortcut", "process", "link"};
+                                         "service", "shortcut", "process", "link",   "task"};
     std::string strText = kKinds[static_cast<int>(item.kind)];
-    if (item.kind == Item::Kind::Service) {
+    if (IsNamed(item)) {
         return strText + " " + Narrow(item.strName);
     }
     if (!IsFileSystem(item)) {
@@ -206,6 +213,8 @@ bool Exists(const Item& item, View view) {
         return ServiceState(item.strName).has_value();
     case Item::Kind::Link:
         return LinkExists(item.hRoot, view, item.strPath);
+    case Item::Kind::Task:
+        return TaskRoot().Exists(item.strName);
     default:
         return FileSystemExists(item.strPath);
     }
@@ -244,7 +253,7 @@ std::string Mismatch(const Item& item, View view) {
 // A gone item takes an arranged one: the same value or file, or anything at or
 // below a gone key or folder.
 bool Takes(const Item& gone, const Item& item, View view) {
-    if (gone.kind == Item::Kind::Service || item.kind == Item::Kind::Service) {
+    if (IsNamed(gone) || IsNamed(item)) {
         return gone.kind == item.kind && SamePath(gone.strName, item.strName);
     }
     if (IsFileSystem(gone) != IsFileSystem(item)) {
@@ -279,6 +288,12 @@ std::wstring Parent(const std::wstring& strPath) {
 class Leftovers {
   public:
     void Note(const Item& item) {
+        if (item.kind == Item::Kind::Task) {
+            if (!TaskRoot().Exists(item.strName)) {
+                m_tasks.push_back(item.strName);
+            }
+            return;
+        }
         if (item.kind == Item::Kind::Service) {
             m_services.emplace_back(item.strName, item.strPath);
         }
@@ -337,6 +352,11 @@ class Leftovers {
                            error);
             }
         }
+        if (!m_tasks.empty()) {
+            const TaskRoot root;
+            std::for_each(m_tasks.begin(), m_tasks.end(),
+                          [&](const std::wstring& strName) { root.Delete(strName); });
+        }
     }
 
   private:
@@ -349,6 +369,7 @@ class Leftovers {
     std::vector<RegLeftover> m_keys;
     std::vector<std::wstring> m_paths;
     std::vector<std::pair<std::wstring, std::wstring>> m_services; // name, program
+    std::vector<std::wstring> m_tasks;
 };
 
 void Arrange(const Item& item) {
@@ -382,6 +403,9 @@ void Arrange(const Item& item) {
         break;
     case Item::Kind::Shortcut:
         ADD_FAILURE() << "a shortcut is made by the action, not arranged";
+        break;
+    case Item::Kind::Task:
+        TaskRoot().Register(item.strName);
         break;
     case Item::Kind::File:
         fs::create_directories(fs::path(item.strPath).parent_path());
@@ -560,6 +584,49 @@ class RunningApplication {
     HANDLE m_hProcess = nullptr;
 };
 
+// The ids of this program's child processes. The thread's last error is left as
+// it was: some actions log whatever error they find.
+std::vector<DWORD> ChildProcesses() {
+    const DWORD dwLastError = GetLastError();
+    std::vector<DWORD> children;
+    const HANDLE hSnapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL fEntry = Process32FirstW(hSnapshot, &entry); fEntry;
+         fEntry = Process32NextW(hSnapshot, &entry)) {
+        if (entry.th32ParentProcessID == GetCurrentProcessId()) {
+            children.push_back(entry.th32ProcessID);
+        }
+    }
+    CloseHandle(hSnapshot);
+    SetLastError(dwLastError);
+    return children;
+}
+
+// Waits for the programs an action started and did not wait for (children that
+// were not there before it), so that what they record is complete.
+void WaitForNewChildren(const std::vector<DWORD>& before) {
+    for (DWORD dwId : ChildProcesses()) {
+        if (std::find(before.begin(), before.end(), dwId) != before.end()) {
+            continue;
+        }
+        if (HANDLE hProcess = OpenProcess(SYNCHRONIZE, FALSE, dwId)) {
+            EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(hProcess, 60000))
+                << "a program the action started has not ended";
+            CloseHandle(hProcess);
+        }
+    }
+}
+
+size_t CountDone(const std::deque<StandIn>& standIns) {
+    if (standIns.empty()) {
+        return 0;
+    }
+    const std::vector<std::wstring> lines = standIns.back().LogLines();
+    return std::count_if(lines.begin(), lines.end(),
+                         [](const std::wstring& strLine) { return strLine.ends_with(L"|done"); });
+}
+
 std::vector<std::wstring> g_debugLines;
 int g_cFaultCalls = 0;
 bool g_fFaultPlaced = false;
@@ -606,6 +673,7 @@ void RunCase(const Case& c) {
     }
 
     UINT uReturn = 0;
+    size_t cDoneAtReturn = 0; // a "done" logged later was not waited for by the action
     Lines lines, messages, debug;
     PropertyRows set;
     {
@@ -630,7 +698,10 @@ void RunCase(const Case& c) {
         g_fFaultPlaced = false;
         {
             const std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
+            const std::vector<DWORD> children = ChildProcesses();
             uReturn = session.Call(c.szAction);
+            cDoneAtReturn = CountDone(standIns);
+            WaitForNewChildren(children);
         }
         EXPECT_FALSE(g_fFaultPlaced && g_cFaultCalls == 0) << "the fault's shim was never called";
         for (const CapturedRecord& record : session.Records()) {
@@ -655,8 +726,12 @@ void RunCase(const Case& c) {
         }
         if (!standIns.empty()) {
             Lines commands;
+            size_t cDone = 0;
             for (const std::wstring& strLine : standIns.back().LogLines()) {
-                commands.push_back(strLine.substr(strLine.find(L'|') + 1));
+                const std::wstring strCommand = strLine.substr(strLine.find(L'|') + 1);
+                if (strCommand != L"done" || cDone++ < cDoneAtReturn) {
+                    commands.push_back(strCommand);
+                }
             }
             ExpectLines("stand-in command lines", ExpandLines(c.commands), commands);
         } else {
@@ -823,6 +898,10 @@ Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArgu
 
 Item Running(std::wstring strPath, const wchar_t* szWindow) {
     return {Item::Kind::Process, std::move(strPath), N, nullptr, szWindow, REG_NONE, {}};
+}
+
+Item Task(std::wstring strName) {
+    return {Item::Kind::Task, {}, N, nullptr, std::move(strName), REG_NONE, {}};
 }
 
 int Register(std::vector<Case> newCases) {

@@ -42,7 +42,7 @@ enum Views : unsigned { N = 1, W = 2, NW = 3 };
 
 // One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
 struct Item {
-    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process, Link };
+    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process, Link, Task };
     Kind kind;
     std::wstring strPath;
     unsigned views = N;
@@ -94,6 +94,9 @@ Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArgu
 // the test cases_desktop) on a desktop of its own (Wine needs a display driver for
 // windows; see PrivateDesktop in case_support.cpp).
 Item Running(std::wstring strPath, const wchar_t* szWindow);
+// The task strName in the root folder of the Task Scheduler, proved through the
+// service; arranged as a task that runs cmd.exe on demand.
+Item Task(std::wstring strName);
 
 struct Case {
     const char* szName = "";   // says what the case shows; with the action, names the test
@@ -108,7 +111,8 @@ struct Case {
     Lines lines{};             // the INFO lines, exactly
     std::vector<Item> gone{};  // arranged items the action removes (a key or folder with all below)
     std::vector<Item> after{}; // items that must be there afterwards, with this content
-    Lines commands{};          // the stand-ins' command lines (and "done"), in order
+    Lines commands{};          // the stand-ins' command lines (and "done"), in order; programs
+                               // the action did not wait for are awaited, their "done" not shown
     PropertyRows set{};        // properties the action must have set, with their values
     Lines messages{};          // the USER messages, exactly
     Lines debug{};             // what the action wrote to the debugger output, exactly
