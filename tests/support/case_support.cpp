@@ -584,17 +584,24 @@ class RunningApplication {
     HANDLE m_hProcess = nullptr;
 };
 
-// The ids of this program's child processes. The thread's last error is left as
-// it was: some actions log whatever error they find.
-std::vector<DWORD> ChildProcesses() {
-    const DWORD dwLastError = GetLastError();
+// The ids of this program's child processes that run one of the stand-ins. The
+// thread's last error is left as it was: some actions log whatever error they find.
+std::vector<DWORD> StandInProcesses(const std::deque<StandIn>& standIns) {
     std::vector<DWORD> children;
+    if (standIns.empty()) {
+        return children;
+    }
+    const DWORD dwLastError = GetLastError();
     const HANDLE hSnapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL fEntry = Process32FirstW(hSnapshot, &entry); fEntry;
          fEntry = Process32NextW(hSnapshot, &entry)) {
-        if (entry.th32ParentProcessID == GetCurrentProcessId()) {
+        const bool fStandIn =
+            std::any_of(standIns.begin(), standIns.end(), [&](const StandIn& standIn) {
+                return SamePath(fs::path(standIn.Path()).filename().wstring(), entry.szExeFile);
+            });
+        if (entry.th32ParentProcessID == GetCurrentProcessId() && fStandIn) {
             children.push_back(entry.th32ProcessID);
         }
     }
@@ -603,10 +610,10 @@ std::vector<DWORD> ChildProcesses() {
     return children;
 }
 
-// Waits for the programs an action started and did not wait for (children that
+// Waits for the stand-ins an action started and did not wait for (children that
 // were not there before it), so that what they record is complete.
-void WaitForNewChildren(const std::vector<DWORD>& before) {
-    for (DWORD dwId : ChildProcesses()) {
+void WaitForNewStandIns(const std::vector<DWORD>& before, const std::deque<StandIn>& standIns) {
+    for (DWORD dwId : StandInProcesses(standIns)) {
         if (std::find(before.begin(), before.end(), dwId) != before.end()) {
             continue;
         }
@@ -698,10 +705,10 @@ void RunCase(const Case& c) {
         g_fFaultPlaced = false;
         {
             const std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
-            const std::vector<DWORD> children = ChildProcesses();
+            const std::vector<DWORD> children = StandInProcesses(standIns);
             uReturn = session.Call(c.szAction);
             cDoneAtReturn = CountDone(standIns);
-            WaitForNewChildren(children);
+            WaitForNewStandIns(children, standIns);
         }
         EXPECT_FALSE(g_fFaultPlaced && g_cFaultCalls == 0) << "the fault's shim was never called";
         for (const CapturedRecord& record : session.Records()) {
