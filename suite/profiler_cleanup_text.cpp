@@ -6,7 +6,7 @@ namespace {
 
 constexpr unsigned kMaxVersionPart = 65535;
 
-// The parts of a version, missing parts 0; nullopt when strVersion is not one.
+// The numbers of a version ("3.0.1" is 3, 0, 1, 0); nullopt when strVersion is not one.
 std::optional<std::array<unsigned, 4>> ParseVersion(std::wstring_view strVersion) {
     std::array<unsigned, 4> parts = {};
     std::size_t iPart = 0;
