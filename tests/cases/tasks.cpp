@@ -44,51 +44,6 @@ Lines Commands(const std::wstring& strTask, const std::wstring& strXml,
 const Lines kStartPnCommands =
     Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay");
 
-const int kCreateLogonTasks = Register({
-    {.szName =
-         "no definition, no copy; the task registered all the same, the native Run value gone",
-     .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"), Folder(kApp), Str(NW, kRun, L"StartPN", L"old"),
-                Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
-     .lines = {L"Error creating file reader, error is 80070002"},
-     .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
-     .commands = kStartPnCommands},
-    {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
-     .szAction = "CreateLogonSchTask",
-     .before = {Str(N, kRun, L"StartPN", L"old"),
-                Str(W, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", kApp),
-                kSchtasks},
-     .uReturn = 1603,
-     .gone = {Str(N, kRun, L"StartPN", L"")}},
-    {.szName = "an indented definition stops the copy after the declaration",
-     .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"),
-                Utf16File(kApp + L"\\StartPN.xml",
-                          L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<Task>\r\n</Task>\r\n"),
-                kSchtasks},
-     .lines = {L"Error writing WriteNodeShallow, error is c00cef0b"},
-     .after = {Utf16File(L"%TEMP%StartPN.xml", L"<?xml version=\"1.0\" encoding=\"utf-16\"?>")},
-     .commands = kStartPnCommands,
-     .szWine = "Wine's writer fails on a line break after the declaration or an end tag"},
-    // The copy: the writer's indentation, end tags in full, an empty WorkingDirectory
-    // copied as it is, a comment inside one kept and the text after it replaced.
-    {.szName = "an empty argument leaves the blank; the folder is escaped in the copy only",
-     .szAction = "CreateDVRLogonSchTask",
-     .before = {Location(L"%CASE%\\P&N"),
-                Utf16File(L"%CASE%\\P&N\\StartDVR.xml",
-                          L"<Task><Exec><WorkingDirectory/><Command>VSServCmd.exe</Command>"
-                          L"<WorkingDirectory><!--was-->C:\\Old</WorkingDirectory></Exec></Task>"),
-                Str(N, kRun, L"StartDVR", L"old"), Str(N, kRun, L"StartPN", L"keep"), kSchtasks},
-     .gone = {Str(N, kRun, L"StartDVR", L"")},
-     .after = {Utf16File(L"%TEMP%StartDVR.xml",
-                         L"<Task>\r\n  <Exec>\r\n    <WorkingDirectory />\r\n    <Command>"
-                         L"VSServCmd.exe</Command>\r\n    <WorkingDirectory>\r\n      <!--was-->" +
-                             Expand(L"%CASE%\\P&amp;N") +
-                             L"</WorkingDirectory>\r\n  </Exec>\r\n</Task>")},
-     .commands =
-         Commands(L"StartDVR", L"%CASE%\\P&N\\StartDVR.xml", L"%CASE%\\P&N\\VSServCmd.exe", L"")},
-});
-
 // The run-once task starts one day after this moment (the action's clock is fixed to it).
 constexpr __time64_t kNow = 1714572187;
 
@@ -102,35 +57,14 @@ __time64_t __cdecl FixedTime(__time64_t* pTime) {
 
 std::wstring Tomorrow() {
     const __time64_t tTomorrow = kNow + 86400;
-    const std::tm* pLocal = _localtime64(&tTomorrow);
     wchar_t szText[32] = {};
-    swprintf(szText, 32, L"%04d-%02d-%02dT%02d:%02d:%02d", pLocal->tm_year + 1900,
-             pLocal->tm_mon + 1, pLocal->tm_mday, pLocal->tm_hour, pLocal->tm_min, pLocal->tm_sec);
+    wcsftime(szText, 32, L"%Y-%m-%dT%H:%M:%S", _localtime64(&tTomorrow));
     return szText;
 }
 
 const Item kBenchmarkDefinition = Utf16File(
     kApp + L"\\StartPNBM.xml", L"<Task><Triggers><TimeTrigger><StartBoundary>2020-01-01"
                                L"T00:00:00</StartBoundary></TimeTrigger></Triggers></Task>");
-
-const int kCreateBenchMarkRunOnceSchTask = Register({
-    {.szName = "registers the copy that starts tomorrow",
-     .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp), kBenchmarkDefinition,
-                Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"11"), kSchtasks},
-     .after = {Utf16File(
-         L"%TEMP%StartPNBM.xml",
-         L"<Task>\r\n  <Triggers>\r\n    <TimeTrigger>\r\n      <StartBoundary>" + Tomorrow() +
-             L"</StartBoundary>\r\n    </TimeTrigger>\r\n  </Triggers>\r\n</Task>")},
-     .commands =
-         Commands(L"StartPNBM", L"%TEMP%StartPNBM.xml", kApp + L"\\pncmd.exe", L"benchmark"),
-     .arrange = Faulty("msvcrt.dll", "_time64", &FixedTime)},
-    {.szName = "the benchmark already arranged: nothing",
-     .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp), kBenchmarkDefinition,
-                Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"1"), kSchtasks},
-     .gone = {File(L"%TEMP%StartPNBM.xml")}},
-});
 
 // A removal action run with Wine's schtasks: it deletes its task, no other, and returns 1.
 Case RemoveCase(const char* szAction, const wchar_t* szTask) {
@@ -140,31 +74,6 @@ Case RemoveCase(const char* szAction, const wchar_t* szTask) {
             .uReturn = 1,
             .gone = {Task(szTask)}};
 }
-
-const int kTaskCommands = Register({
-    {.szName = "starts the logon task",
-     .szAction = "LaunchPN",
-     .before = {kSchtasks},
-     .uReturn = 1,
-     .commands = {L"schtasks /run /TN \"StartPN\""}},
-    {.szName = "Windows 7 starts nothing",
-     .szAction = "LaunchPN",
-     .before = {kSchtasks},
-     .uReturn = 1,
-     .iWindows = 7},
-    {.szName = "LazeStart 1 deletes the logon task",
-     .szAction = "DeleteSchedTaskonBranding",
-     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1), kSchtasks},
-     .commands = {L"schtasks /delete /TN \"StartPN\" /F"}},
-    {.szName = "LazeStart 2, and 1 in the 32-bit view only, keep it",
-     .szAction = "DeleteSchedTaskonBranding",
-     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 2),
-                Dword(W, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1), kSchtasks}},
-    RemoveCase("RemoveBenchMarkRunOnceSchedularTask", L"StartPNBM"),
-    RemoveCase("RemovePNSchedularTask", L"StartPN"),
-    RemoveCase("RemoveDVRSchedularTask", L"StartDVR"),
-    RemoveCase("RemoveSchedularTask", L"QVX Updater"),
-});
 
 MSIHANDLE g_hSession = 0;
 
@@ -240,7 +149,87 @@ const std::wstring kCommand = L"\"C:\\Tools\\run.exe\" /x & y";
 const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand + L";Username=Bob";
 const std::wstring kRejected = L"TaskName=Varen<1;CommandToLaunch=cmd.exe;Username=Bob";
 
-const int kCreateTriggerlessElevatedScheduleTask = Register({
+const int kCases = Register({
+    {.szName =
+         "no definition, no copy; the task registered all the same, the native Run value gone",
+     .szAction = "CreateLogonSchTask",
+     .before = {Location(kApp + L"\\"), Folder(kApp), Str(NW, kRun, L"StartPN", L"old"),
+                Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
+     .lines = {L"Error creating file reader, error is 80070002"},
+     .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
+     .commands = kStartPnCommands},
+    {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
+     .szAction = "CreateLogonSchTask",
+     .before = {Str(N, kRun, L"StartPN", L"old"),
+                Str(W, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", kApp),
+                kSchtasks},
+     .uReturn = 1603,
+     .gone = {Str(N, kRun, L"StartPN", L"")}},
+    {.szName = "an indented definition stops the copy after the declaration",
+     .szAction = "CreateLogonSchTask",
+     .before = {Location(kApp + L"\\"),
+                Utf16File(kApp + L"\\StartPN.xml",
+                          L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<Task>\r\n</Task>\r\n"),
+                kSchtasks},
+     .lines = {L"Error writing WriteNodeShallow, error is c00cef0b"},
+     .after = {Utf16File(L"%TEMP%StartPN.xml", L"<?xml version=\"1.0\" encoding=\"utf-16\"?>")},
+     .commands = kStartPnCommands,
+     .szWine = "Wine's writer fails on a line break after the declaration or an end tag"},
+    // The copy: the writer's indentation, end tags in full, an empty WorkingDirectory
+    // copied as it is, a comment inside one kept and the text after it replaced.
+    {.szName = "an empty argument leaves the blank; the folder is escaped in the copy only",
+     .szAction = "CreateDVRLogonSchTask",
+     .before = {Location(L"%CASE%\\P&N"),
+                Utf16File(L"%CASE%\\P&N\\StartDVR.xml",
+                          L"<Task><Exec><WorkingDirectory/><Command>VSServCmd.exe</Command>"
+                          L"<WorkingDirectory><!--was-->C:\\Old</WorkingDirectory></Exec></Task>"),
+                Str(N, kRun, L"StartDVR", L"old"), Str(N, kRun, L"StartPN", L"keep"), kSchtasks},
+     .gone = {Str(N, kRun, L"StartDVR", L"")},
+     .after = {Utf16File(L"%TEMP%StartDVR.xml",
+                         L"<Task>\r\n  <Exec>\r\n    <WorkingDirectory />\r\n    <Command>"
+                         L"VSServCmd.exe</Command>\r\n    <WorkingDirectory>\r\n      <!--was-->" +
+                             Expand(L"%CASE%\\P&amp;N") +
+                             L"</WorkingDirectory>\r\n  </Exec>\r\n</Task>")},
+     .commands =
+         Commands(L"StartDVR", L"%CASE%\\P&N\\StartDVR.xml", L"%CASE%\\P&N\\VSServCmd.exe", L"")},
+    {.szName = "registers the copy that starts tomorrow",
+     .szAction = "CreateBenchMarkRunOnceSchTask",
+     .before = {Location(kApp), kBenchmarkDefinition,
+                Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"11"), kSchtasks},
+     .after = {Utf16File(
+         L"%TEMP%StartPNBM.xml",
+         L"<Task>\r\n  <Triggers>\r\n    <TimeTrigger>\r\n      <StartBoundary>" + Tomorrow() +
+             L"</StartBoundary>\r\n    </TimeTrigger>\r\n  </Triggers>\r\n</Task>")},
+     .commands =
+         Commands(L"StartPNBM", L"%TEMP%StartPNBM.xml", kApp + L"\\pncmd.exe", L"benchmark"),
+     .arrange = Faulty("msvcrt.dll", "_time64", &FixedTime)},
+    {.szName = "the benchmark already arranged: nothing",
+     .szAction = "CreateBenchMarkRunOnceSchTask",
+     .before = {Location(kApp), kBenchmarkDefinition,
+                Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"1"), kSchtasks},
+     .gone = {File(L"%TEMP%StartPNBM.xml")}},
+    {.szName = "starts the logon task",
+     .szAction = "LaunchPN",
+     .before = {kSchtasks},
+     .uReturn = 1,
+     .commands = {L"schtasks /run /TN \"StartPN\""}},
+    {.szName = "Windows 7 starts nothing",
+     .szAction = "LaunchPN",
+     .before = {kSchtasks},
+     .uReturn = 1,
+     .iWindows = 7},
+    {.szName = "LazeStart 1 deletes the logon task",
+     .szAction = "DeleteSchedTaskonBranding",
+     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1), kSchtasks},
+     .commands = {L"schtasks /delete /TN \"StartPN\" /F"}},
+    {.szName = "LazeStart 2, and 1 in the 32-bit view only, keep it",
+     .szAction = "DeleteSchedTaskonBranding",
+     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 2),
+                Dword(W, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1), kSchtasks}},
+    RemoveCase("RemoveBenchMarkRunOnceSchedularTask", L"StartPNBM"),
+    RemoveCase("RemovePNSchedularTask", L"StartPN"),
+    RemoveCase("RemoveDVRSchedularTask", L"StartDVR"),
+    RemoveCase("RemoveSchedularTask", L"QVX Updater"),
     {.szName = "on an STA thread: hands the definition to the service, replaces the task",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .data = kData,
