@@ -150,8 +150,7 @@ const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand
 const std::wstring kRejected = L"TaskName=Varen<1;CommandToLaunch=cmd.exe;Username=Bob";
 
 const int kCases = Register({
-    {.szName =
-         "no definition, no copy; the task registered all the same, the native Run value gone",
+    {.szName = "no definition: no copy, the task registered, the native Run value gone",
      .szAction = "CreateLogonSchTask",
      .before = {Location(kApp + L"\\"), Folder(kApp), Str(NW, kRun, L"StartPN", L"old"),
                 Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
