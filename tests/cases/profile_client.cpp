@@ -10,7 +10,6 @@ const std::wstring kAnalytics = L"SOFTWARE\\QVX\\QVXAnalytics";
 const std::wstring kQuep = L"SOFTWARE\\QUEP";
 const std::wstring kPpc = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
 const std::wstring kDvr = L"SOFTWARE\\QVXDVR";
-const HKEY kHkcu = HKEY_CURRENT_USER;
 const std::wstring kLauncherFolder = L"%CASE%\\PPC";
 const std::wstring kLauncherProgram = kLauncherFolder + L"\\QUEPLauncher.exe";
 // The launcher answers a stop before it ends: a service that ends as it answers
@@ -43,20 +42,20 @@ Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before
         .lines = {L"Varen_CA CheckForClients(), _QUEPStatus = " + std::wstring(szOwner) + L" \n"},
         .set = {{L"_QUEPStatus", szOwner}}};
 }
-const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", kHkcu);
-const Item kActive = Dword(N, kQuep, L"QUEPStatus", 1, kHkcu);
+const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER);
+const Item kActive = Dword(N, kQuep, L"QUEPStatus", 1, HKEY_CURRENT_USER);
 const Item kSuiteVersion = Str(N, kPpc, L"ProductVersion", L"1.0");
 
 // The pending-rename list with these UTF-16 characters (NULs included), and
 // optionally one odd byte more.
-Item Pending(std::wstring_view strList, DWORD dwType = REG_MULTI_SZ, bool fOddByte = false) {
+Item Pending(std::wstring_view strList, bool fOddByte = false) {
     const auto* pBytes = reinterpret_cast<const BYTE*>(strList.data());
     std::vector<BYTE> data(pBytes, pBytes + strList.size() * sizeof(wchar_t));
     if (fOddByte) {
         data.push_back('A');
     }
     return Raw(N, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
-               L"PendingFileRenameOperations", dwType, data);
+               L"PendingFileRenameOperations", REG_MULTI_SZ, data);
 }
 
 Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
@@ -70,20 +69,11 @@ const int kCases = Register({
      .lines = {kStoredLine, L"PPC Key deleted"},
      .gone = {Key(N, kAnalytics)},
      .arrange = StoreHandle},
-    {.szName = "a key with a sub-key stays",
-     .szAction = "DeleteAnalyticsKey",
-     .before = {Key(N, kAnalytics + L"\\Sub")},
-     .lines = {kStoredLine, L"PPC Key not deleted"},
-     .arrange = StoreHandle},
     {.szName = "YES in any case turns the native value false",
      .szAction = "DisabelAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"yes"}},
      .before = {Accepted(NW, L"true")},
      .after = {Accepted(N, L"false")}},
-    {.szName = "turns the native value true",
-     .szAction = "EnableAnalyticsKey",
-     .before = {Accepted(NW, L"false")},
-     .after = {Accepted(N, L"true")}},
     {.szName = "an opt-out wins",
      .szAction = "EnableAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"YES"}},
@@ -92,42 +82,34 @@ const int kCases = Register({
     Owner("the suite's own client on install", {}, {kClient, kActive, kSuiteVersion}, L"Suite"),
     Owner("an active client still needs it on removal", {{L"REMOVE", L"ALL"}},
           {kClient, kActive, kSuiteVersion}, L"Client"),
-    Owner("a status that is no DWORD is no status", {},
-          {kClient, Str(N, kQuep, L"QUEPStatus", L"1", kHkcu)}, L"Suite"),
     {.szName = "enabled with consent is tracked",
      .szAction = "TrackDVRAnalytics",
-     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, kHkcu), Accepted(N, L"true")},
+     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, HKEY_CURRENT_USER), Accepted(N, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 1 \n"},
-     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 1, kHkcu)}},
+     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 1, HKEY_CURRENT_USER)}},
     {.szName = "without consent tracking stops",
      .szAction = "TrackDVRAnalytics",
-     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, kHkcu),
-                Dword(N, kDvr, L"QVXDVR_Tracked", 1, kHkcu), Accepted(W, L"true")},
+     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, HKEY_CURRENT_USER),
+                Dword(N, kDvr, L"QVXDVR_Tracked", 1, HKEY_CURRENT_USER), Accepted(W, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 0 \n"},
-     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 0, kHkcu)}},
-    {.szName = "no DVR settings: nothing made, 0",
-     .szAction = "TrackDVRAnalytics",
-     .lines = {L"Varen_CA TrackDVRAnalytics(), no DVR settings \n"},
-     .gone = {Key(N, kDvr, kHkcu)}},
-    {.szName = "the client's operations and every empty string go, the launcher starts",
+     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 0, HKEY_CURRENT_USER)}},
+    {.szName =
+         "the client's operations and every empty string go, damage is read, the launcher starts",
      .szAction = "AfterInstallPPC",
      .before = {Pending(L"\\??\\C:\\QVX\\Performance Profile Client\\a.dll\0\0"
                         L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0\0"
                         L"\\??\\C:\\n.tmp\0\\??\\C:\\QVX\\Performance Profile Client\\n.dll\0"
-                        L"Performance Profile Client\\b\0C:\\performance profile client\\c\0\0"sv),
+                        L"Performance Profile Client\\b\0C:\\performance profile client\\c"sv,
+                        true),
                 Launcher(SERVICE_STOPPED)},
      .after = {Pending(L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0"
                        L"\\??\\C:\\n.tmp\0Performance Profile Client\\b\0"
                        L"C:\\performance profile client\\c\0\0"sv),
                Launcher(SERVICE_RUNNING)},
      .debug = {kStarted}},
-    {.szName = "an odd byte and a last string without terminator",
+    {.szName = "a list without empty strings or the client's operations is not rewritten",
      .szAction = "AfterInstallPPC",
-     .before = {Pending(L"\\??\\C:\\a\0\0\\??\\C:\\b"sv, REG_MULTI_SZ, true)},
-     .after = {Pending(L"\\??\\C:\\a\0\\??\\C:\\b\0\0"sv)}},
-    {.szName = "a value that is no list is left alone",
-     .szAction = "AfterInstallPPC",
-     .before = {Pending(L"C:\\Performance Profile Client\\a\0\0"sv, REG_BINARY)}},
+     .before = {Pending(L"Performance Profile Client\\a\0\\??\\C:\\b\0"sv)}},
     {.szName = "stops the launcher",
      .szAction = "PreInstallPPC",
      .before = {Launcher(SERVICE_RUNNING, kSlowStop)},

@@ -20,13 +20,13 @@ const std::wstring kHelp = L"%PROGRAMFILES32%\\Microsoft Help Viewer\\v1.0\\Help
 const std::wstring kHelpSwitches = L"\" /product VS /version 100 /locale en-us ";
 const std::wstring kProgram = kFolder + L"\\bin\\Codrevo.exe";
 
-// The profiler in views: its product code, the uninstall entry of strCode named
-// strName (run by the stand-in kUninstaller, placed too) and its folder.
+// The profiler in views: its product code, its uninstall entry (run by the stand-in kUninstaller,
+// placed too) and its folder.
 std::vector<Item> Profiler(unsigned views, const std::wstring& strCode,
-                           const std::wstring& strName = kName, std::vector<Item> more = {}) {
+                           std::vector<Item> more = {}) {
     more.insert(more.end(),
                 {Str(views, L"SOFTWARE\\QVX\\Codrevo\\Install", L"ProductCode", strCode),
-                 Str(views, kUninstall + strCode, L"DisplayName", strName),
+                 Str(views, kUninstall + strCode, L"DisplayName", kName),
                  Str(views, kUninstall + strCode, L"UninstallString",
                      L"\"" + kUninstaller + L"\" /X" + strCode),
                  Str(views, kKey, L"InstallDir", kFolder), Program(kUninstaller)});
@@ -38,24 +38,35 @@ std::wstring Line(std::string_view strAction, const std::wstring& strText) {
            L" \n";
 }
 
-// The stand-in at kProgram given a file version (major.minor, build.revision).
-std::function<std::shared_ptr<void>(ActionSession&)> WithVersion(DWORD dwMS, DWORD dwLS) {
-    return [dwMS, dwLS](ActionSession&) -> std::shared_ptr<void> {
-        struct {
-            WORD wLength = sizeof(*this), wValueLength = sizeof(VS_FIXEDFILEINFO), wType = 0;
-            wchar_t szKey[16] = L"VS_VERSION_INFO";
-            WORD wPadding = 0;
-            VS_FIXEDFILEINFO info;
-        } version;
-        version.info = {
-            VS_FFI_SIGNATURE, VS_FFI_STRUCVERSION, dwMS, dwLS, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-        HANDLE hUpdate = BeginUpdateResourceW(Expand(kProgram).c_str(), FALSE);
-        EXPECT_TRUE(hUpdate &&
-                    UpdateResourceW(hUpdate, RT_VERSION, MAKEINTRESOURCEW(1), 0, &version,
-                                    sizeof(version)) &&
-                    EndUpdateResourceW(hUpdate, FALSE));
-        return nullptr;
-    };
+// SetCARebootFlag with the profiler's program given a file version (major.minor,
+// build.revision): it logs the version, and the REBOOT value it must leave.
+Case RebootCase(const char* szName, DWORD dwMS, DWORD dwLS, const wchar_t* szVersion,
+                const wchar_t* szReboot) {
+    Case c{.szName = szName,
+           .szAction = "SetCARebootFlag",
+           .before = Profiler(N, kCode, {Program(kProgram)}),
+           .lines = {Line("SetCARebootFlag", kProgram + L" version " + szVersion)},
+           .set = {{L"REBOOT", szReboot}},
+           .arrange = [dwMS, dwLS](ActionSession&) -> std::shared_ptr<void> {
+               struct {
+                   WORD wLength = sizeof(*this), wValueLength = sizeof(VS_FIXEDFILEINFO), wType = 0;
+                   wchar_t szKey[16] = L"VS_VERSION_INFO";
+                   WORD wPadding = 0;
+                   VS_FIXEDFILEINFO info;
+               } version;
+               version.info = {
+                   VS_FFI_SIGNATURE, VS_FFI_STRUCVERSION, dwMS, dwLS, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+               HANDLE hUpdate = BeginUpdateResourceW(Expand(kProgram).c_str(), FALSE);
+               EXPECT_TRUE(hUpdate &&
+                           UpdateResourceW(hUpdate, RT_VERSION, MAKEINTRESOURCEW(1), 0, &version,
+                                           sizeof(version)) &&
+                           EndUpdateResourceW(hUpdate, FALSE));
+               return nullptr;
+           }};
+    if (*szReboot != L'\0') {
+        c.lines.push_back(Line("SetCARebootFlag", L"REBOOT=Force"));
+    }
+    return c;
 }
 
 // The action logs strCommand and runs it.
@@ -69,7 +80,7 @@ Case RunCase(const char* szName, const char* szAction, const std::wstring& strCo
 }
 const std::wstring kHelpCommand = L"\"" + kHelp + kHelpSwitches;
 // The profiler in both views, each with its own code.
-const std::vector<Item> kBothViews = Profiler(N, kCode, kName, Profiler(W, kWiseCode));
+const std::vector<Item> kBothViews = Profiler(N, kCode, Profiler(W, kWiseCode));
 
 std::vector<Item> Drivers(std::initializer_list<const wchar_t*> names) {
     std::vector<Item> items;
@@ -114,23 +125,9 @@ const int kCases = Register({
             L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart", kBothViews),
     RunCase("32-bit entry first", "RemoveCAFromWise",
             L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart", kBothViews),
-    {.szName = "a name that differs in case is not the profiler",
-     .szAction = "RemoveCAEntrance",
-     .before = Profiler(NW, kCode, L"Codrevo Performance analyzer"),
-     .lines = {Line("RemoveCAEntrance", kCode + L" is not an uninstall entry of " + kName)}},
-    {.szName = "before 3.0.0.0 forces a restart",
-     .szAction = "SetCARebootFlag",
-     .before = Profiler(N, kCode, kName, {Program(kProgram)}),
-     .lines = {Line("SetCARebootFlag", kProgram + L" version 2.99.65535.0"),
-               Line("SetCARebootFlag", L"REBOOT=Force")},
-     .set = {{L"REBOOT", L"Force"}},
-     .arrange = WithVersion(MAKELONG(99, 2), MAKELONG(0, 65535))},
-    {.szName = "10.0 is later than 3.0, not earlier as text",
-     .szAction = "SetCARebootFlag",
-     .before = Profiler(N, kCode, kName, {Program(kProgram)}),
-     .lines = {Line("SetCARebootFlag", kProgram + L" version 10.0.0.0")},
-     .set = {{L"REBOOT", L""}},
-     .arrange = WithVersion(MAKELONG(0, 10), 0)},
+    RebootCase("before 3.0.0.0 forces a restart", MAKELONG(99, 2), MAKELONG(0, 65535),
+               L"2.99.65535.0", L"Force"),
+    RebootCase("10.0 is later than 3.0, not earlier as text", MAKELONG(0, 10), 0, L"10.0.0.0", L""),
 });
 
 } // namespace
