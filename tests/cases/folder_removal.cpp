@@ -90,7 +90,6 @@ const int kFolders = Register({
      .lines = {Removed(L"%CASE%\\USB")[0], Removed(L"%CASE%\\USB")[1],
                L"Varen_CA QVXUSB3DeviceDetector folder deleted\n"},
      .gone = {Folder(L"%CASE%\\USB")}},
-    // Only the emptied folders go.
     {.szName = "the emptied folders go, one with files stays",
      .szAction = "DeleteFolder",
      .data = L"%CASE%\\",
