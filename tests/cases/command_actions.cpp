@@ -1,5 +1,5 @@
 // The command-interpreter actions, against a stand-in for the 32-bit system folder's
-// cmd.exe (the prefix has no 32-bit programs), and ClearCADir against real folders.
+// cmd.exe (the prefix has no 32-bit programs).
 #include "tests/support/cases.h"
 
 #include "tests/support/shell_folder_override.h"
@@ -8,7 +8,6 @@
 #include <shlobj.h>
 
 using namespace cases;
-// shlobj.h declares a Folder of its own: cases::Folder is the item.
 
 namespace {
 
@@ -35,8 +34,8 @@ std::vector<Case> CommandCases() {
                          .szAction = szAction,
                          .before = {Program(kInterpreter, 300)},
                          .commands = {strFolder + L"\\" + szCommand, L"done"}});
-        cases.push_back({.szName = "no interpreter: silent, 0", .szAction = szAction});
     }
+    cases.push_back({.szName = "no interpreter: silent, 0", .szAction = "RemoveFolder_CA"});
     // A system folder that cannot be resolved would name "\cmd.exe" in the root of
     // the current drive, where a stand-in waits.
     cases.push_back(
@@ -54,27 +53,5 @@ std::vector<Case> CommandCases() {
 }
 
 const int kCommands = Register(CommandCases());
-
-Lines ClearLines(const std::wstring& strDir, bool fCleared) {
-    return {L"Varen_CA GetInstallCADir() start", L"VAREN_CA ClearCADir: " + strDir + L" \n",
-            (fCleared ? L"VAREN_CA ClearCADir: " : L"VAREN_CA can not ClearCADir: ") + strDir +
-                L" \n"};
-}
-
-const int kClearCADir = Register({
-    {.szName = "sends the install folder to the Recycle Bin",
-     .szAction = "ClearCADir",
-     .properties = {{L"INSTALLDIR", L"%CASE%\\CA%RUN%"}},
-     .before = {File(L"%CASE%\\CA%RUN%\\sub\\file.txt"), File(L"%CASE%\\CA%RUN%2\\file.txt")},
-     .uReturn = 1,
-     .lines = ClearLines(L"%CASE%\\CA%RUN%", true),
-     .gone = {cases::Folder(L"%CASE%\\CA%RUN%")},
-     .after = {cases::Folder(L"%TRASH%\\CA%RUN%\\sub")}},
-    {.szName = "a missing folder fails",
-     .szAction = "ClearCADir",
-     .properties = {{L"INSTALLDIR", L"%CASE%\\missing"}},
-     .before = {File(L"%CASE%\\missing2\\file.txt")},
-     .lines = ClearLines(L"%CASE%\\missing", false)},
-});
 
 } // namespace

@@ -9,8 +9,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -18,15 +16,13 @@ using namespace cases;
 
 namespace {
 
-// The names Varen_CA.dll exports, read from its own export table.
-const std::vector<std::string>& Exports() {
-    static std::vector<std::string> names; // the cases keep pointers to the names
-    if (!names.empty()) {
-        return names;
-    }
+// The names Varen_CA.dll exports, read from its own export table (the cases keep
+// pointers to them).
+const std::vector<std::string> kExports = [] {
+    std::vector<std::string> names;
     const HMODULE hDll = LoadLibraryExW(L"Varen_CA.dll", nullptr, DONT_RESOLVE_DLL_REFERENCES);
     if (!hDll) {
-        return names;
+        return names; // the other cases say why
     }
     const auto* pBase = reinterpret_cast<const BYTE*>(hDll);
     const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
@@ -39,7 +35,7 @@ const std::vector<std::string>& Exports() {
     }
     FreeLibrary(hDll);
     return names;
-}
+}();
 
 // Every place outside what any action names, in both views where that applies.
 const std::vector<Item> kCanaries = {
@@ -55,118 +51,87 @@ const std::vector<Item> kCanaries = {
     Key(NW, L"SYSTEM\\CurrentControlSet\\Services\\VarenCanary"),
 };
 
-// Sleep(20000) before a display mode change, say, is cut short: the sweep calls
-// every export five times.
 void WINAPI ShortSleep(DWORD dwMilliseconds) {
     Sleep(std::min<DWORD>(dwMilliseconds, 10));
 }
 
-// The suite's own values, seeded with the wrong types: not checked (actions may
-// remove them), removed after the call.
-std::shared_ptr<void> SeedWrongTypes(ActionSession&) {
-    struct Seeds {
-        Seeds() {
-            try {
-                m_shortSleep.emplace(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
-                                     reinterpret_cast<void*>(&ShortSleep));
-            } catch (const std::runtime_error&) {
-                // The DLL never sleeps.
-            }
-            const DWORD dwOne = 1;
-            const BYTE odd[3] = {'C', 0, ':'};
-            for (View view : kBothViews) {
-                SetRaw(HKEY_LOCAL_MACHINE, view, kInstall, L"InstallDir", REG_DWORD, &dwOne, 4);
-                SetRaw(HKEY_LOCAL_MACHINE, view, kInstall + L"\\ORX Velium Install Manager",
-                       L"InstallDir", REG_BINARY, odd, sizeof(odd));
-                SetRaw(HKEY_LOCAL_MACHINE, view, kInstall + L"\\Packages\\W-05", L"ProductGUID",
-                       REG_DWORD, &dwOne, 4);
-                SetRaw(HKEY_LOCAL_MACHINE, view, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir",
-                       REG_SZ, odd, sizeof(odd));
-            }
-        }
-        ~Seeds() {
-            for (View view : kBothViews) {
-                for (const wchar_t* szRoot : {L"SOFTWARE\\ORX Technologies", L"SOFTWARE\\QVX"}) {
-                    DeleteTree(HKEY_LOCAL_MACHINE, view, szRoot);
-                }
-            }
-        }
-        const std::wstring kInstall = L"SOFTWARE\\ORX Technologies\\Install";
-        std::optional<ImportPatch> m_shortSleep;
-    };
-    return std::make_shared<Seeds>();
+// The suite's own values with the wrong types and sizes (left for the next case: the
+// sweep has its prefix to itself), and the case folder with a file where actions
+// expect a folder ("ORX.UVE") and folders where they expect files. Sleep(20000)
+// before a display mode change, say, is cut short meanwhile.
+std::shared_ptr<void> Seed(ActionSession&) {
+    const std::wstring strInstall = L"SOFTWARE\\ORX Technologies\\Install";
+    const DWORD dwOne = 1;
+    const BYTE odd[3] = {'C', 0, ':'};
+    for (View view : kBothViews) {
+        SetRaw(HKEY_LOCAL_MACHINE, view, strInstall, L"InstallDir", REG_DWORD, &dwOne, 4);
+        SetRaw(HKEY_LOCAL_MACHINE, view, strInstall + L"\\ORX Velium Install Manager",
+               L"InstallDir", REG_BINARY, odd, sizeof(odd));
+        SetRaw(HKEY_LOCAL_MACHINE, view, strInstall + L"\\Packages\\W-05", L"ProductGUID",
+               REG_DWORD, &dwOne, 4);
+        SetRaw(HKEY_LOCAL_MACHINE, view, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir", REG_SZ, odd,
+               sizeof(odd));
+    }
+    const std::filesystem::path folder(Expand(L"%CASE%"));
+    for (const wchar_t* szName :
+         {L"QVXIOVVer.dll", L"QVXSMBusVer.dll", L"InstallManager.cfg", L"VLMLog.dll"}) {
+        std::filesystem::create_directories(folder / szName);
+    }
+    std::ofstream(folder / L"ORX.UVE") << "x";
+    return std::make_shared<ImportPatch>(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
+                                         reinterpret_cast<void*>(&ShortSleep));
 }
 
-std::shared_ptr<void> SeedFolderAsFile(ActionSession& session) {
-    std::filesystem::create_directories(std::filesystem::path(Expand(L"%CASE%")));
-    std::ofstream(std::filesystem::path(Expand(L"%CASE%\\CA"))) << "x";
-    return SeedWrongTypes(session);
-}
-
-// A value of cch characters: a path in the case folder, then the text repeated.
-std::wstring Filled(size_t cch, const std::wstring& strText) {
+// A value of cch characters: a path in the case folder, then "=", ";", a quote and
+// a non-BMP character repeated (cut anywhere, half a surrogate pair included).
+std::wstring Filled(size_t cch) {
     std::wstring strValue = Expand(L"%CASE%\\");
     while (strValue.size() < cch) {
-        strValue += strText;
+        strValue += L"a=b;c\"d\U0001F600 ";
     }
     strValue.resize(cch);
     return strValue;
 }
 
-PropertyRows AllProperties(const std::wstring& strValue) {
-    PropertyRows rows;
-    for (const wchar_t* szName :
-         {L"INSTALLDIR", L"DisplayWidth", L"DisplayHeight", L"DisplayBpp", L"DisplayFreq",
-          L"LAUNCHED_FROM_VLM", L"LAUNCHED_FROM_CLIENT", L"DISABLEANALYTICS", L"REMOVE"}) {
-        rows.emplace_back(szName, strValue);
-    }
-    return rows;
-}
-
-// These parse "CustomActionData" records, and a record too short to hold a key
-// raises the string class's out-of-range error through the export, ending the
-// process: packages rely on the installer failing such a step, so the sweep does
-// not hand them a short record (their own cases show it).
-bool RaisesOnShortRecord(const std::string& strExport) {
-    return strExport == "DeleteServiceIfBinaryIsInDirectory" ||
-           strExport == "CreateTriggerlessElevatedScheduleTask";
-}
-
 std::vector<Case> SweepCases() {
-    struct Input {
-        const char* szName;
-        std::wstring strValue; // every property, row and the "CustomActionData"
-        bool fFolderIsFile = false;
-    };
-    const std::wstring strRecords = L"ServiceName=;ServiceName=x;TaskName=;Username=;"
-                                    L"CommandToLaunch=;DirectoryOfBinary=;=;;TaskName";
-    const Input inputs[] = {
+    // Every property, row and the "CustomActionData" hold the value.
+    const std::pair<const char*, std::wstring> inputs[] = {
         {"nothing defined", L""},
-        {"261 characters", Filled(261, L"x")},
-        {"4000 characters with separators, quotes and non-BMP text",
-         Filled(4000, L"a=b;c\"d\U0001F600 ")},
-        {"records with duplicated, missing and empty keys", strRecords},
-        // The file is the place named, not a canary: whether it goes is the action's affair.
-        {"a folder that is a file", Expand(L"%CASE%\\CA\\"), true},
+        {"259 characters", Filled(259)},
+        {"260 characters", Filled(260)},
+        {"261 characters", Filled(261)},
+        {"4000 characters", Filled(4000)},
+        {"records with duplicated, missing and empty keys",
+         L"ServiceName=;ServiceName=x;TaskName=;Username=;CommandToLaunch=;DirectoryOfBinary=;=;;"
+         L"TaskName"},
+        // The case folder, where the seeded file and folders wait.
+        {"folders that are files and files that are folders", Expand(L"%CASE%\\")},
     };
     std::vector<Case> cases;
-    for (const std::string& strExport : Exports()) {
-        for (const Input& input : inputs) {
-            if (input.strValue.size() < 64 && RaisesOnShortRecord(strExport)) {
+    for (const std::string& strExport : kExports) {
+        for (const auto& [szName, strValue] : inputs) {
+            // These parse "CustomActionData" records, and a record too short to hold a
+            // key raises the string class's out-of-range error through the export,
+            // ending the process: packages rely on the installer failing such a step
+            // (their own cases show it).
+            if (strValue.size() < 64 && (strExport == "DeleteServiceIfBinaryIsInDirectory" ||
+                                         strExport == "CreateTriggerlessElevatedScheduleTask")) {
                 continue;
             }
-            Case c{.szName = input.szName};
-            c.before = kCanaries;
-            if (!input.strValue.empty()) {
-                c.properties = AllProperties(input.strValue);
-                c.orx = PropertyRows{{L"ORX_PID", input.strValue},
-                                     {L"PNVersion", input.strValue},
-                                     {L"DriverVersion", input.strValue}};
-                c.data = input.strValue;
+            Case c{.szName = szName, .szAction = strExport.c_str(), .before = kCanaries};
+            if (!strValue.empty()) {
+                for (const wchar_t* szProperty :
+                     {L"INSTALLDIR", L"DisplayWidth", L"DisplayHeight", L"DisplayBpp",
+                      L"DisplayFreq", L"LAUNCHED_FROM_VLM", L"LAUNCHED_FROM_CLIENT",
+                      L"DISABLEANALYTICS", L"REMOVE"}) {
+                    c.properties.emplace_back(szProperty, strValue);
+                }
+                c.orx = PropertyRows{
+                    {L"ORX_PID", strValue}, {L"PNVersion", strValue}, {L"DriverVersion", strValue}};
+                c.data = strValue;
             }
-            c.arrange = input.fFolderIsFile ? SeedFolderAsFile : SeedWrongTypes;
+            c.arrange = Seed;
             c.fSurvivalOnly = true;
-            c.szAction = strExport.c_str();
             cases.push_back(std::move(c));
         }
     }
