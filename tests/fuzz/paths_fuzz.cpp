@@ -7,20 +7,13 @@
 #include "system/service_text.h"
 #include "tests/fuzz/fuzz_support.h"
 
-#include <string_view>
-
 namespace {
-
-bool IsPrefix(std::wstring_view strPart, std::wstring_view strWhole) {
-    return strWhole.substr(0, strPart.size()) == strPart;
-}
 
 void CheckServicePaths(const std::wstring& strText) {
     const std::wstring strBinary = GetServiceBinaryFile(strText);
-    Check(strText.starts_with(L'"') ? IsPrefix(strBinary, std::wstring_view(strText).substr(1))
-                                    : IsPrefix(strBinary, strText));
+    Check(std::wstring_view(strText).substr(strText.starts_with(L'"')).starts_with(strBinary));
     const std::wstring strParent = GetParentFolder(strText);
-    Check(IsPrefix(strParent, strText));
+    Check(strText.starts_with(strParent));
     // Up to the last separator (with it after a bare drive); nothing without one.
     const size_t iLast = strText.find_last_of(L"\\/");
     Check(iLast == std::wstring::npos ? strParent.empty() : strParent.size() <= iLast + 1);
