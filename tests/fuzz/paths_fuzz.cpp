@@ -1,7 +1,6 @@
 // Feeds arbitrary texts to the path and name parsers (service binary paths, parent
-// folders, key paths, product codes, versions, branding entries) checking what each must give
+// folders, key paths, product codes, versions) checking what each must give
 // whatever the text.
-#include "suite/package_cleanup_text.h"
 #include "suite/profiler_cleanup_text.h"
 #include "system/registry_text.h"
 #include "system/service_text.h"
@@ -39,14 +38,6 @@ void CheckVersions(const std::wstring& strA, const std::wstring& strB) {
     }
 }
 
-void CheckBranding(const std::wstring& strFolder, const std::wstring& strName) {
-    const std::wstring strEntry = BrandingEntryPath(strFolder, strName);
-    Check(strEntry.find(L'\\') == std::wstring::npos);
-    Check(strEntry.ends_with(WithForwardSlashes(strName)));
-    Check(!KeepsBrandingEntry(strEntry, {}));
-    Check(KeepsBrandingEntry(strEntry, {strEntry}));
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
@@ -59,6 +50,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
         }
     }
     CheckVersions(fields[0], fields[1]);
-    CheckBranding(fields[0], fields[1]);
     return 0;
 }

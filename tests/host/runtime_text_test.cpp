@@ -81,13 +81,3 @@ TEST(SetCfgValue, EveryOtherByteStays) {
     EXPECT_EQ("X=\xC3\xA9\xE2\x82\xAC\r\n", Edit("", L"X", L"\u00e9\u20ac"));
     EXPECT_EQ("A=x\r\n", Edit("", L"A", L"x\r\nB=evil")); // a line break cuts the value
 }
-
-TEST(CfgLines, UnknownLinesAndValues) {
-    const std::optional<CfgDocument> document =
-        ReadCfgDocument("[S]\r\n\r\n;c\r\nname only\r\n=v\r\n A = 1 \r\n A=2\r\nB=\xC3\r\n");
-    ASSERT_TRUE(document);
-    EXPECT_EQ(3u, CountUnknownCfgLines(*document));
-    EXPECT_EQ(L"1", GetCfgValue(*document, L"a"));
-    EXPECT_EQ(L"\ufffd", GetCfgValue(*document, L"B"));
-    EXPECT_EQ(std::nullopt, GetCfgValue(*document, L"name only"));
-}
