@@ -46,6 +46,13 @@ HEAD
     (cd "$E2E_DIR" && wixl -a x64 -o "$1.msi" "$1.wxs")
 }
 
+# e2e_step ID CONDITION: the next step of the package's InstallExecuteSequence, kept in
+# E2E_DIR/sequence (so that command substitutions can add steps too).
+e2e_step() {
+    touch "$E2E_DIR/sequence"
+    printf '      <Custom Action="%s" Sequence="%s">%s</Custom>\n' "$1" $((1501 + $(wc -l <"$E2E_DIR/sequence"))) "$2" >>"$E2E_DIR/sequence"
+}
+
 # e2e_add_table MSI TABLE ROW...: adds a two-column text table (Property, Value)
 # such as ORX_InstallProperties; each ROW is "name<TAB>value".
 e2e_add_table() {
