@@ -14,8 +14,7 @@ e2e_begin() {
     rm -rf "$E2E_DIR"
     mkdir -p "$E2E_DIR"
     for file in "${@:3}"; do cp "$build/$file" "$E2E_DIR/"; done
-    : "${WINEPREFIX:?the Wine prefix comes from CTest}"
-    export WINEPREFIX
+    export WINEPREFIX=${WINEPREFIX:?the Wine prefix comes from CTest}
 }
 
 # The Windows form of a host path (Wine maps / to Z:).
@@ -67,7 +66,7 @@ e2e_msiexec() {
     local status=0
     "$WINE_RUN" msiexec "$2" "$(winpath "$E2E_DIR/$3.msi")" /qn /l*v "$(winpath "$E2E_DIR/$1.raw")" || status=$?
     tr -d '\r' <"$E2E_DIR/$1.raw" >"$E2E_DIR/$1"
-    expect_status "msiexec $2 $3" "${E2E_STATUS:-0}" "$status"
+    expect_status "msiexec $2 $3" 0 "$status"
 }
 
 # e2e_reg VIEW ARGS...: the prefix's reg.exe in the 32 or 64 bit view.
