@@ -1,32 +1,15 @@
-// Feeds arbitrary texts to the command-line and source-list builders and checks
-// that each keeps its inputs whole and in place, and that a bounded copy stays
-// inside its buffer.
+// Feeds arbitrary texts to the command-line, task and source-list builders and
+// checks that each keeps its inputs whole and in place, and that a bounded copy
+// stays inside its buffer.
 #include "shell/plugin_text.h"
 #include "suite/command_text.h"
 #include "suite/install_manager_text.h"
 #include "suite/profiler_cleanup_text.h"
 #include "system/process_text.h"
 #include "system/removal_text.h"
+#include "tasks/elevated_task_text.h"
+#include "tasks/schtasks_text.h"
 #include "tests/fuzz/fuzz_support.h"
-
-#include <string_view>
-
-namespace {
-
-// strWhole holds each part, in order, without overlap.
-bool HoldsInOrder(std::wstring_view strWhole, std::initializer_list<std::wstring_view> parts) {
-    size_t iFrom = 0;
-    for (std::wstring_view strPart : parts) {
-        const size_t iAt = strWhole.find(strPart, iFrom);
-        if (iAt == std::wstring_view::npos) {
-            return false;
-        }
-        iFrom = iAt + strPart.size();
-    }
-    return true;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
     const std::vector<std::wstring> fields = SplitFields(pData, cbData, 3);
@@ -53,6 +36,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
     Check(JoinFolderAndName(strA, strB).ends_with(strB));
     Check(BuildRegAsmPath(strA, NetFramework::Bits64).starts_with(strA));
     Check(BuildPluginPath(strA, strB).ends_with(strB));
+    // Task definitions take names and commands as they are; schtasks lines are cut.
+    Check(HoldsInOrder(BuildOnDemandTaskXml(strA, strB), {strA, strA, strB}));
+    Check(HoldsInOrder(BuildLogonTaskXml(strA, strB), {strA, strB}));
+    Check(AppendFileName(strA, strB).starts_with(strA) &&
+          AppendFileName(strA, strB).ends_with(strB));
+    for (const std::wstring& strCommand :
+         {BuildCreateTaskCommand(strA, strB), BuildChangeTaskCommand(strA, strB, strC),
+          BuildRunTaskCommand(strA), BuildDeleteTaskCommand(strA)}) {
+        Check(strCommand.size() < kcchTaskCommand && strCommand.starts_with(L"schtasks /"));
+    }
     for (bool fDropTrailingQuote : {false, true}) {
         const std::wstring strSource = BuildShellDeleteSource(strA, fDropTrailingQuote);
         // The path (its trailing quote perhaps a NUL), then NULs ending the list.

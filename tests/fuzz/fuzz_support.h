@@ -1,17 +1,33 @@
-// Shared by the fuzz targets: the input cut into text fields, and a check that
-// stops the run where a property fails.
+// Shared by the fuzz targets: the input cut into text fields, and the checks that
+// stop the run where a property fails.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 inline void Check(bool fCondition) {
     if (!fCondition) {
         std::abort();
     }
+}
+
+// strWhole holds each part, in order, without overlap.
+inline bool HoldsInOrder(std::wstring_view strWhole,
+                         std::initializer_list<std::wstring_view> parts) {
+    size_t iFrom = 0;
+    for (std::wstring_view strPart : parts) {
+        const size_t iAt = strWhole.find(strPart, iFrom);
+        if (iAt == std::wstring_view::npos) {
+            return false;
+        }
+        iFrom = iAt + strPart.size();
+    }
+    return true;
 }
 
 // The input as cFields texts, cut at each byte 0xFF (missing fields are empty).

@@ -1,26 +1,18 @@
 // Feeds arbitrary texts to the path and name parsers (service binary paths, parent
-// folders, key paths, product codes, versions, branding entries) checking what each must give
+// folders, key paths, product codes, versions) checking what each must give
 // whatever the text.
-#include "suite/package_cleanup_text.h"
 #include "suite/profiler_cleanup_text.h"
 #include "system/registry_text.h"
 #include "system/service_text.h"
 #include "tests/fuzz/fuzz_support.h"
 
-#include <string_view>
-
 namespace {
-
-bool IsPrefix(std::wstring_view strPart, std::wstring_view strWhole) {
-    return strWhole.substr(0, strPart.size()) == strPart;
-}
 
 void CheckServicePaths(const std::wstring& strText) {
     const std::wstring strBinary = GetServiceBinaryFile(strText);
-    Check(strText.starts_with(L'"') ? IsPrefix(strBinary, std::wstring_view(strText).substr(1))
-                                    : IsPrefix(strBinary, strText));
+    Check(std::wstring_view(strText).substr(strText.starts_with(L'"')).starts_with(strBinary));
     const std::wstring strParent = GetParentFolder(strText);
-    Check(IsPrefix(strParent, strText));
+    Check(strText.starts_with(strParent));
     // Up to the last separator (with it after a bare drive); nothing without one.
     const size_t iLast = strText.find_last_of(L"\\/");
     Check(iLast == std::wstring::npos ? strParent.empty() : strParent.size() <= iLast + 1);
@@ -46,14 +38,6 @@ void CheckVersions(const std::wstring& strA, const std::wstring& strB) {
     }
 }
 
-void CheckBranding(const std::wstring& strFolder, const std::wstring& strName) {
-    const std::wstring strEntry = BrandingEntryPath(strFolder, strName);
-    Check(strEntry.find(L'\\') == std::wstring::npos);
-    Check(strEntry.ends_with(WithForwardSlashes(strName)));
-    Check(!KeepsBrandingEntry(strEntry, {}));
-    Check(KeepsBrandingEntry(strEntry, {strEntry}));
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
@@ -66,6 +50,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
         }
     }
     CheckVersions(fields[0], fields[1]);
-    CheckBranding(fields[0], fields[1]);
     return 0;
 }

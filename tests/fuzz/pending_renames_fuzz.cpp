@@ -3,20 +3,9 @@
 // the clean-up keeps no empty string and no client operation, keeps every other
 // string in order, and what it writes reads back as the list it kept.
 #include "suite/profile_client_text.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <vector>
+#include "tests/fuzz/fuzz_support.h"
 
 namespace {
-
-void Check(bool fCondition) {
-    if (!fCondition) {
-        std::abort();
-    }
-}
 
 bool IsDropped(const std::wstring& str) {
     return str.empty() || str.find(L"\\Performance Profile Client") != std::wstring::npos;

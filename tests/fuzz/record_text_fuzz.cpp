@@ -3,13 +3,9 @@
 // occurrence of the key (or from L - 1 when it is missing) up to the first ";",
 // or std::out_of_range when that start lies past the end.
 #include "runtime/record_text.h"
+#include "tests/fuzz/fuzz_support.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
-#include <string>
-#include <string_view>
 
 namespace {
 
@@ -17,21 +13,10 @@ constexpr std::wstring_view kKeys[] = {
     L"TaskName=", L"Username=", L"CommandToLaunch=", L"DirectoryOfBinary=", L"ServiceName=",
     L"=",         L";"};
 
-void Check(bool fCondition) {
-    if (!fCondition) {
-        std::abort();
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
-    // Narrow bytes map to small characters so that keys, "=" and ";" turn up often.
-    std::wstring strRecord;
-    for (size_t i = 0; i < cbData; ++i) {
-        strRecord += pData[i] < 0x80 ? static_cast<wchar_t>(pData[i])
-                                     : static_cast<wchar_t>(0x100 + pData[i]);
-    }
+    const std::wstring strRecord = SplitFields(pData, cbData, 1)[0];
     for (std::wstring_view strKey : kKeys) {
         const size_t iKey = strRecord.find(strKey);
         const size_t iStart = iKey == std::wstring::npos ? strKey.size() - 1 : iKey + strKey.size();

@@ -3,24 +3,13 @@
 // value reads back, a second set changes nothing, and no other name's value, unknown
 // line or encoding is disturbed.
 #include "runtime/settings_file_text.h"
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
+#include "tests/fuzz/fuzz_support.h"
 
 namespace {
 
 constexpr std::wstring_view kNames[] = {L"InstallDir", L"a", L"EnableRepair", L"\u00e9"};
 constexpr std::wstring_view kValues[] = {L"C:\\Program Files\\IM\\", L"", L"0", L"\u00e9\u20ac=;#",
                                          L"x\r\ny=1"};
-
-void Check(bool fCondition) {
-    if (!fCondition) {
-        std::abort();
-    }
-}
 
 } // namespace
 
