@@ -89,9 +89,30 @@ std::vector<Case> FedToEachAction() {
 const int kFed = Register(FedToEachAction());
 
 const std::wstring kTarget = L"SOFTWARE\\VarenLinkTarget";
-const std::wstring kPackages = L"SOFTWARE\\ORX Technologies\\Install\\Packages";
+const std::wstring kInstall = L"SOFTWARE\\ORX Technologies\\Install";
+const std::wstring kPackages = kInstall + L"\\Packages";
 const std::wstring kPid = L"W-05-000U-000-003-002-001-00-07";
 const std::wstring kPackage = kPackages + L"\\" + kPid;
+const wchar_t kNotEmpty[] = L"Varen key is not empty thus it will not be deleted ";
+const wchar_t kHasSubKeys[] =
+    L"Varen key has sub keys and is not empty thus it will not be deleted ";
+
+// CleanRegistry's lines for kPid, with its verdicts on Packages and on Install.
+Lines CleanLines(const wchar_t* szPackages, const wchar_t* szInstall) {
+    return {L"Varen_CA DeleteVLMRegKey: PID=" + kPid + L"\n",
+            L"Varen_CA DeletePackageKey(), Key to delete is " + kPackage + L"\\ \n",
+            L"Varen_CA DeletePackageKey(), " + kPackage + L"\\ key should be deleted \n",
+            L"Varen_CA CleanVarenRegKeys(), VLM Package key deleted, will now attempt the Varen "
+            L"(Package) key\n",
+            L"Varen_CA DeleteVarenRegKey(), " + (szPackages + kPackages) + L"\\ \n",
+            L"Varen_CA DeleteVarenRegKey(), " + (szInstall + kInstall) + L"\\ \n"};
+}
+
+LONG WINAPI RefuseQueryInfoKey(HKEY, LPWSTR, LPDWORD, LPDWORD, LPDWORD, LPDWORD, LPDWORD, LPDWORD,
+                               LPDWORD, LPDWORD, LPDWORD, PFILETIME) {
+    CountFault();
+    return ERROR_ACCESS_DENIED;
+}
 
 // The key a link leads to: a value, a sub-key, and a key named like the package.
 std::vector<Item> WithTarget(std::vector<Item> items) {
@@ -113,16 +134,15 @@ const int kLinks = Register({
      .szAction = "CleanRegistry",
      .data = kPid,
      .before = WithTarget({Link(N, kPackages, kTarget)}),
-     .lines =
-         {L"Varen_CA DeleteVLMRegKey: PID=" + kPid + L"\n",
-          L"Varen_CA DeletePackageKey(), Key to delete is " + kPackage + L"\\ \n",
-          L"Varen_CA DeletePackageKey(), " + kPackage + L"\\ key should be deleted \n",
-          L"Varen_CA CleanVarenRegKeys(), VLM Package key deleted, will now attempt the Varen "
-          L"(Package) key\n",
-          L"Varen_CA DeleteVarenRegKey(), Varen key is not empty thus it will not be deleted " +
-              kPackages + L"\\ \n",
-          L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus it will "
-          L"not be deleted SOFTWARE\\ORX Technologies\\Install\\ \n"}},
+     .lines = CleanLines(kNotEmpty, kHasSubKeys)},
+    // A key whose size cannot be read counts as not empty: it is kept.
+    {.szName = "a key that cannot be read is kept",
+     .szAction = "CleanRegistry",
+     .data = kPid,
+     .before = {Key(NW, kPackage), Key(NW, L"SOFTWARE\\ORX Technologies\\Sibling")},
+     .lines = CleanLines(kNotEmpty, kNotEmpty),
+     .gone = {Key(NW, kPackage)},
+     .arrange = Faulty("advapi32.dll", "RegQueryInfoKeyW", &RefuseQueryInfoKey)},
     {.szName = "a 32-bit link goes, its target stays",
      .szAction = "DeleteORXKey",
      .before = WithTarget({Link(W, L"SOFTWARE\\ORX\\Link", kTarget), Key(W, L"SOFTWARE\\ORX\\Sub"),
