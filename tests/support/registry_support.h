@@ -13,7 +13,6 @@ enum class View { Native, Wow32 };
 inline constexpr View kBothViews[] = {View::Native, View::Wow32};
 
 REGSAM ViewFlag(View view);
-const char* ViewName(View view);
 
 void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
 // Raw data of any type and size (odd sizes, missing terminators).
@@ -21,7 +20,6 @@ void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstri
             DWORD dwType, const void* pData, DWORD cbData);
 
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
-bool ValueExists(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
 std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
                                const std::wstring& strName);
 // Type and raw bytes of a value, for checks on exact stored data.
@@ -41,7 +39,7 @@ bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath);
 class RegistryScope {
   public:
     RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths);
-    ~RegistryScope();
+    ~RegistryScope() { Clear(); }
     RegistryScope(const RegistryScope&) = delete;
     RegistryScope& operator=(const RegistryScope&) = delete;
 
