@@ -233,13 +233,6 @@ std::wstring FirstMissing(std::wstring strPath, size_t cchRoot, TExists fExists)
     return strTop;
 }
 
-// The test programs' folder: the stand-in and the test service are built there.
-std::wstring BuiltProgram(const wchar_t* szName) {
-    wchar_t szSelf[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
-    return (fs::path(szSelf).parent_path() / szName).wstring();
-}
-
 // The test machines have no display, and Wine without a display driver fails every
 // top-level window. A case whose applications show windows runs on a desktop of its
 // own whose desktop process loads Wine's null driver; the test thread moves to it for
@@ -254,14 +247,6 @@ bool ShowsWindows(const Case& c) {
     return std::any_of(c.before.begin(), c.before.end(), [](const Item& item) {
         return item.kind == Kind::Process && item.strName != L"none";
     });
-}
-
-void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
-    UniqueRegKey hKey;
-    if (RegOpenKeyExW(hRoot, strPath.c_str(), 0, KEY_SET_VALUE | ViewFlag(view), hKey.put()) ==
-        ERROR_SUCCESS) {
-        RegDeleteValueW(hKey.get(), strName.c_str());
-    }
 }
 
 // One case's machine: what it arranges, each with the step that puts the machine

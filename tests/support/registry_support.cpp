@@ -68,6 +68,12 @@ void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstri
     }
 }
 
+void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
+    if (const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_SET_VALUE)) {
+        RegDeleteValueW(hKey.get(), strName.c_str());
+    }
+}
+
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath) {
     return static_cast<bool>(Open(hRoot, view, strPath, KEY_READ));
 }

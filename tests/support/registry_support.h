@@ -19,6 +19,9 @@ void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
             DWORD dwType, const void* pData, DWORD cbData);
 
+// A missing key or value is fine.
+void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
+
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
 std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
                                const std::wstring& strName);

@@ -23,6 +23,13 @@ std::wstring KnownFolder(int iCsidl) {
     return szPath;
 }
 
+std::wstring BuiltProgram(const wchar_t* szName) {
+    wchar_t szSelf[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
+    const std::wstring strSelf = szSelf;
+    return strSelf.substr(0, strSelf.find_last_of(L'\\') + 1) + szName;
+}
+
 std::wstring TestTempFolder() {
     wchar_t szTemp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, szTemp);
@@ -36,22 +43,14 @@ StandIns::StandIns() : m_strLog(TestTempFolder() + L"standin_" + NewGuid() + L".
 StandIns::~StandIns() {
     SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", nullptr);
     SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", nullptr);
-    UniqueRegKey hKey;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrides, 0, KEY_SET_VALUE, hKey.put()) ==
-        ERROR_SUCCESS) {
-        for (const std::wstring& strImage : m_images) {
-            RegDeleteValueW(hKey.get(), strImage.c_str());
-        }
+    for (const std::wstring& strImage : m_images) {
+        DeleteValue(HKEY_CURRENT_USER, View::Native, kOverrides, strImage);
     }
     DeleteFileW(m_strLog.c_str());
 }
 
 void StandIns::Place(const std::wstring& strPath, unsigned uDelayMs) {
-    wchar_t szSelf[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
-    std::wstring strStandIn = szSelf;
-    strStandIn = strStandIn.substr(0, strStandIn.find_last_of(L'\\')) + L"\\standin.exe";
-    EXPECT_TRUE(CopyFileW(strStandIn.c_str(), strPath.c_str(), FALSE))
+    EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), strPath.c_str(), FALSE))
         << "cannot place the stand-in";
     m_images.push_back(strPath.substr(strPath.find_last_of(L'\\') + 1));
     const wchar_t szNative[] = L"native";

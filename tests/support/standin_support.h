@@ -33,6 +33,9 @@ class StandIns {
     std::vector<std::wstring> m_images;
 };
 
+// The path of szName in this program's folder, where the stand-in and the test
+// service are built.
+std::wstring BuiltProgram(const wchar_t* szName);
 // Known folders, as the tests resolve them (Windows, system, 32-bit system, program files...).
 std::wstring KnownFolder(int iCsidl);
 // The temporary folder, with its trailing "\".
