@@ -53,7 +53,8 @@ add_custom_command(OUTPUT ${VAREN_HELP_HEADER}
         ${CMAKE_SOURCE_DIR}/docs/actions.md
     DEPENDS ${CMAKE_SOURCE_DIR}/docs/actions.md ${CMAKE_SOURCE_DIR}/packaging/contracts.awk
     VERBATIM)
-add_executable(varen-ca-run ${CMAKE_SOURCE_DIR}/packaging/varen-ca-run.cpp ${VAREN_HELP_HEADER})
+add_executable(varen-ca-run ${CMAKE_SOURCE_DIR}/packaging/varen-ca-run.cpp
+    ${CMAKE_SOURCE_DIR}/packaging/msi_session.cpp ${VAREN_HELP_HEADER})
 target_include_directories(varen-ca-run PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
 target_compile_options(varen-ca-run PRIVATE ${VAREN_WARNINGS})
 target_link_options(varen-ca-run PRIVATE -static -municode)

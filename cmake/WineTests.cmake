@@ -26,7 +26,8 @@ target_link_options(varen_service PRIVATE -static -municode)
 target_link_libraries(varen_service PRIVATE advapi32 shell32)
 
 file(GLOB VAREN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/support/*_support.cpp)
-add_library(varen_test_support STATIC ${VAREN_SUPPORT_SOURCES})
+add_library(varen_test_support STATIC ${VAREN_SUPPORT_SOURCES}
+    ${CMAKE_SOURCE_DIR}/packaging/msi_session.cpp)
 target_include_directories(varen_test_support PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(varen_test_support PRIVATE ${VAREN_WARNINGS})
 target_link_libraries(varen_test_support PUBLIC GTest::gtest ${VAREN_SYSTEM_LIBS} rpcrt4 ntdll)

@@ -13,30 +13,28 @@
 // folders and files that the given values name. The exit status is the return value
 // (0 for success).
 #include "packaging/actions_help.h"
+#include "packaging/msi_session.h"
 #include "runtime/handles.h"
 
 #include <windows.h>
-#include <msi.h>
-#include <msidefs.h>
 #include <msiquery.h>
-#include <rpc.h>
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace {
 
-using Rows = std::vector<std::pair<std::wstring, std::wstring>>;
 // What a snapshot saw: a key, value, folder or file by its full name, and its content.
 using Snapshot = std::map<std::wstring, std::wstring>;
 
 struct Options {
     std::wstring strPackage;
-    Rows properties;
-    Rows tableRows;
+    PropertyRows properties;
+    PropertyRows tableRows;
     bool fData = false;
     std::wstring strData;
     bool fDiff = false;
@@ -95,7 +93,7 @@ void PrintHelp() {
     Write(strHelp);
 }
 
-bool SplitAssignment(const wchar_t* szText, Rows& rows) {
+bool SplitAssignment(const wchar_t* szText, PropertyRows& rows) {
     const std::wstring strText = szText;
     const size_t iEquals = strText.find(L'=');
     if (iEquals == 0 || iEquals == std::wstring::npos) {
@@ -134,88 +132,6 @@ bool ParseArguments(int argc, wchar_t** argv, Options& options) {
     return !options.strAction.empty();
 }
 
-std::wstring NewGuid() {
-    UUID uuid;
-    UuidCreate(&uuid);
-    RPC_WSTR szUuid = nullptr;
-    UuidToStringW(&uuid, &szUuid);
-    std::wstring strGuid = L"{" + std::wstring(reinterpret_cast<wchar_t*>(szUuid)) + L"}";
-    RpcStringFreeW(&szUuid);
-    CharUpperW(strGuid.data());
-    return strGuid;
-}
-
-std::wstring Quote(const std::wstring& strText) {
-    std::wstring strQuoted = L"'";
-    for (wchar_t ch : strText) {
-        strQuoted += ch;
-        if (ch == L'\'') {
-            strQuoted += L'\'';
-        }
-    }
-    return strQuoted + L"'";
-}
-
-UINT RunQuery(MSIHANDLE hDatabase, const std::wstring& strQuery) {
-    UniqueMsiHandle hView;
-    UINT uResult = MsiDatabaseOpenViewW(hDatabase, strQuery.c_str(), hView.put());
-    return uResult == ERROR_SUCCESS ? MsiViewExecute(hView.get(), 0) : uResult;
-}
-
-UINT InsertRows(MSIHANDLE hDatabase, const wchar_t* szTable, const Rows& rows) {
-    for (const auto& [strName, strValue] : rows) {
-        const UINT uResult =
-            RunQuery(hDatabase, std::wstring(L"INSERT INTO `") + szTable +
-                                    L"` (`Property`, `Value`) VALUES (" + Quote(strName) + L", " +
-                                    Quote(strValue) + L")");
-        if (uResult != ERROR_SUCCESS) {
-            return uResult;
-        }
-    }
-    return ERROR_SUCCESS;
-}
-
-// The package the session opens, in the temporary folder: a minimal one (a Property
-// table with a fresh ProductCode), or a copy of the given one; with the table rows.
-UINT PreparePackage(const Options& options, const std::wstring& strPath) {
-    const bool fNew = options.strPackage.empty();
-    if (!fNew && !CopyFileW(options.strPackage.c_str(), strPath.c_str(), FALSE)) {
-        return GetLastError();
-    }
-    UniqueMsiHandle hDatabase;
-    UINT uResult = MsiOpenDatabaseW(strPath.c_str(), fNew ? MSIDBOPEN_CREATE : MSIDBOPEN_TRANSACT,
-                                    hDatabase.put());
-    if (uResult == ERROR_SUCCESS && fNew) {
-        uResult = RunQuery(hDatabase.get(),
-                           L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` "
-                           L"LONGCHAR NOT NULL PRIMARY KEY `Property`)");
-        if (uResult == ERROR_SUCCESS) {
-            uResult = InsertRows(hDatabase.get(), L"Property", {{L"ProductCode", NewGuid()}});
-        }
-        UniqueMsiHandle hSummary;
-        MsiGetSummaryInformationW(hDatabase.get(), nullptr, 4, hSummary.put());
-        MsiSummaryInfoSetPropertyW(hSummary.get(), PID_TEMPLATE, VT_LPSTR, 0, nullptr, L"x64;1033");
-        MsiSummaryInfoSetPropertyW(hSummary.get(), PID_REVNUMBER, VT_LPSTR, 0, nullptr,
-                                   NewGuid().c_str());
-        MsiSummaryInfoSetPropertyW(hSummary.get(), PID_PAGECOUNT, VT_I4, 200, nullptr, nullptr);
-        MsiSummaryInfoSetPropertyW(hSummary.get(), PID_WORDCOUNT, VT_I4, 2, nullptr, nullptr);
-        MsiSummaryInfoPersist(hSummary.get());
-    }
-    if (uResult == ERROR_SUCCESS && !options.tableRows.empty()) {
-        if (MsiDatabaseIsTablePersistentW(hDatabase.get(), L"ORX_InstallProperties") !=
-            MSICONDITION_TRUE) {
-            // Both columns form the key, as in the suite's packages: a name may repeat.
-            uResult = RunQuery(hDatabase.get(),
-                               L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT "
-                               L"NULL, `Value` LONGCHAR NOT NULL PRIMARY KEY `Property`, `Value`)");
-        }
-        if (uResult == ERROR_SUCCESS) {
-            uResult = InsertRows(hDatabase.get(), L"ORX_InstallProperties", options.tableRows);
-        }
-    }
-    return uResult == ERROR_SUCCESS ? MsiDatabaseCommit(hDatabase.get()) : uResult;
-}
-
 // Set while the action runs: the installer's own lines (opening the package) are not its.
 bool g_fActionRunning = false;
 
@@ -223,12 +139,7 @@ int __stdcall PrintRecord(void*, UINT uType, MSIHANDLE hRecord) {
     if (!g_fActionRunning) {
         return 0;
     }
-    wchar_t szEmpty[1] = L"";
-    DWORD cchText = 0;
-    MsiRecordGetStringW(hRecord, 0, szEmpty, &cchText);
-    std::wstring strText(++cchText, L'\0');
-    MsiRecordGetStringW(hRecord, 0, strText.data(), &cchText);
-    strText.resize(cchText);
+    const std::wstring strText = RecordText(hRecord);
     if ((uType & 0xFF000000) == INSTALLMESSAGE_USER) {
         wchar_t szStyle[16];
         wsprintfW(szStyle, L"0x%X", uType & 0x00FFFFFF);
@@ -408,7 +319,7 @@ void SnapshotFiles(const std::wstring& strPath, Snapshot& snapshot) {
 // rows, each "key=value" part of the data) that is an absolute path.
 std::vector<std::wstring> NamedPaths(const Options& options) {
     std::vector<std::wstring> values;
-    for (const Rows* pRows : {&options.properties, &options.tableRows}) {
+    for (const PropertyRows* pRows : {&options.properties, &options.tableRows}) {
         for (const auto& row : *pRows) {
             values.push_back(row.second);
         }
@@ -489,10 +400,7 @@ int wmain(int argc, wchar_t** argv) {
         strExport += static_cast<char>(ch);
     }
     const HMODULE hDll = LoadLibraryW(L"Varen_CA.dll");
-    using Action = UINT(__stdcall*)(MSIHANDLE);
-    const auto pfnAction = hDll ? reinterpret_cast<Action>(reinterpret_cast<void*>(
-                                      GetProcAddress(hDll, strExport.c_str())))
-                                : nullptr;
+    const CustomAction pfnAction = FindAction(hDll, strExport.c_str());
     if (!pfnAction) {
         PrintResult(hDll ? L"Varen_CA.dll does not export that action"
                          : L"cannot load Varen_CA.dll",
@@ -503,14 +411,18 @@ int wmain(int argc, wchar_t** argv) {
     wchar_t szTemp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, szTemp);
     const std::wstring strPackage = szTemp + std::wstring(L"varen-ca-run-") + NewGuid() + L".msi";
-    UINT uResult = PreparePackage(options, strPackage);
+    const bool fCreate = options.strPackage.empty();
+    UINT uResult = fCreate || CopyFileW(options.strPackage.c_str(), strPackage.c_str(), FALSE)
+                       ? ERROR_SUCCESS
+                       : GetLastError();
+    if (uResult == ERROR_SUCCESS) {
+        uResult = WritePackage(strPackage, fCreate, {},
+                               options.tableRows.empty() ? std::nullopt
+                                                         : std::optional(options.tableRows));
+    }
     MSIHANDLE hSession = 0;
     if (uResult == ERROR_SUCCESS) {
-        MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
-        MsiSetExternalUIRecord(&PrintRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER, nullptr,
-                               nullptr);
-        uResult = MsiOpenPackageExW(strPackage.c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE,
-                                    &hSession);
+        uResult = OpenSession(strPackage, &PrintRecord, nullptr, hSession);
     }
     for (const auto& [strName, strValue] : options.properties) {
         if (uResult == ERROR_SUCCESS) {

@@ -4,23 +4,15 @@
 // lines stand-ins saw). Everything arranged that a case does not name as gone or
 // changed must still be there, unchanged: the runner checks that for every case.
 //
-//   {.szName = "the last package takes Packages and Install",
-//    .szAction = "CleanRegistry",
-//    .data = kPid,
-//    .before = {Str(NW, PackageKey(kPid), L"iPackageLevel", L"1"), Key(NW, kOrx + L"\\Other")},
-//    .lines = {...},
-//    .gone = {Key(NW, kInstall)}},
-//
 // Texts (properties, data, rows, paths, contents, lines, command lines) may hold
 // tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
 // after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %PROGRAMFILES%,
-// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %APPDATA%, %LOCALAPPDATA%, %CURRENT%
-// (the current folder, where relative paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS%
-// (the all-users desktop and Start menu programs), and
-// %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host user's trash).
-// %RUN% is a tag of this run, for names sent to the Recycle Bin (shared by every
-// prefix: a trashed item's record is removed with it). "%%" stands for "%" (a command's own
-// %PROGRAMDATA% is written %%PROGRAMDATA%%).
+// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %CURRENT% (the current folder, where
+// relative paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS% (the all-users desktop and Start
+// menu programs), %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host
+// user's trash) and %RUN%, a tag of this run for names sent to the Recycle Bin (shared by
+// every prefix: a trashed item's record is removed with it). "%%" stands for "%" (a
+// command's own %PROGRAMDATA% is written %%PROGRAMDATA%%).
 #pragma once
 
 #include "tests/support/session_support.h"
@@ -31,6 +23,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace cases {
@@ -43,60 +36,105 @@ enum Views : unsigned { N = 1, W = 2, NW = 3 };
 // One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
 struct Item {
     enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process, Link, Task };
-    Kind kind;
-    std::wstring strPath;
+    Kind kind = Kind::Key;
+    std::wstring strPath{};
     unsigned views = N;
     HKEY hRoot = HKEY_LOCAL_MACHINE;
-    std::wstring strName; // a value's name ("" is the default value); a link's target; see
-                          // Shortcut, Running
+    std::wstring strName{}; // a value's name ("" is the default value); see the makers below
     DWORD dwType = REG_NONE;
-    std::vector<BYTE> data;      // a value's data, or a file's content
+    std::vector<BYTE> data{};    // a value's data, or a file's content
     std::wstring strArguments{}; // a service's behaviour: the arguments of its binary path
     DWORD dwState = 0;           // a service's state
     unsigned uDelayMs = 0;       // a program's run time before it logs "done"
 };
 
-Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE);
-Item Str(unsigned views, std::wstring strPath, std::wstring strName, std::wstring strValue,
-         HKEY hRoot = HKEY_LOCAL_MACHINE);
-Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwValue,
-           HKEY hRoot = HKEY_LOCAL_MACHINE);
+inline Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    return {Item::Kind::Key, std::move(strPath), views, hRoot};
+}
 // Any type and bytes: odd sizes, missing terminators, wrong types.
-Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
-         std::vector<BYTE> data, HKEY hRoot = HKEY_LOCAL_MACHINE);
+inline Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
+                std::vector<BYTE> data, HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    return {Item::Kind::Value, std::move(strPath), views, hRoot, std::move(strName), dwType, data};
+}
+inline Item Str(unsigned views, std::wstring strPath, std::wstring strName, std::wstring strValue,
+                HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    const auto* pBytes = reinterpret_cast<const BYTE*>(strValue.c_str());
+    return Raw(views, std::move(strPath), std::move(strName), REG_SZ,
+               {pBytes, pBytes + (strValue.size() + 1) * sizeof(wchar_t)}, hRoot);
+}
+inline Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwValue,
+                  HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    const auto* pBytes = reinterpret_cast<const BYTE*>(&dwValue);
+    return Raw(views, std::move(strPath), std::move(strName), REG_DWORD,
+               {pBytes, pBytes + sizeof(dwValue)}, hRoot);
+}
 // A registry link at strPath that leads to the HKLM key strTarget (native view): the
 // runner checks that it is still there, and removes it without following it.
-Item Link(unsigned views, std::wstring strPath, std::wstring strTarget,
-          HKEY hRoot = HKEY_LOCAL_MACHINE);
-Item File(std::wstring strPath, std::string strContent = "x");
-Item Folder(std::wstring strPath);
+inline Item Link(unsigned views, std::wstring strPath, std::wstring strTarget,
+                 HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    return {Item::Kind::Link, std::move(strPath), views, hRoot, std::move(strTarget)};
+}
+inline Item File(std::wstring strPath, std::string strContent = "x") {
+    return {Item::Kind::File,
+            std::move(strPath),
+            N,
+            {},
+            {},
+            {},
+            {strContent.begin(), strContent.end()}};
+}
+inline Item Folder(std::wstring strPath) {
+    return {Item::Kind::Folder, std::move(strPath)};
+}
 // The stand-in program at strPath: it records the command line it is started with.
 // A tool Wine has built in is marked "native" in the prefix for the case. With a
 // delay it then runs that long and records "done": a starter that waits for it
 // returns after "done" was recorded.
-Item Program(std::wstring strPath, unsigned uDelayMs = 0);
+inline Item Program(std::wstring strPath, unsigned uDelayMs = 0) {
+    return {Item::Kind::Program, std::move(strPath), N, {}, {}, {}, {}, {}, 0, uDelayMs};
+}
 // The service strName of the test service program (tests/support/test_service.cpp),
 // copied to strPath and registered with the binary path "<strPath>" strArguments, which
 // set its behaviour. Before the action it is in dwState (SERVICE_STOPPED, _RUNNING, or
 // _STOP_PENDING: running, then asked to stop); in .after, dwState is the state it must be
 // in; in .gone, the service must no longer exist, or be stopped and marked for deletion
 // (it goes once its process has ended). Its program file is not checked.
-Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
-             DWORD dwState = SERVICE_STOPPED);
+inline Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
+                    DWORD dwState = SERVICE_STOPPED) {
+    return {Item::Kind::Service,
+            std::move(strPath),
+            N,
+            {},
+            std::move(strName),
+            {},
+            {},
+            std::move(strArguments),
+            dwState};
+}
 // A shell link, read back through IShellLinkW: its target, arguments and working folder.
-Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArguments = L"",
-              std::wstring strFolder = L"");
+inline Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArguments = L"",
+                     std::wstring strFolder = L"") {
+    return {Item::Kind::Shortcut,
+            std::move(strPath),
+            N,
+            {},
+            strTarget + L"|" + strArguments + L"|" + strFolder};
+}
 // A running application: the stand-in copied to strPath and started before the action,
 // with a top-level window that closes when asked (szWindow "close"), one that refuses
 // ("ignore"), or no window ("none"). In .gone it must have ended by the time the action
 // returns; arranged and not gone, it must still run. It is ended after the case. A case
 // with an application that shows a window runs in a pass of its own ("Desktop_<action>",
 // the test cases_desktop) on a desktop of its own (Wine needs a display driver for
-// windows; see PrivateDesktop in case_support.cpp).
-Item Running(std::wstring strPath, const wchar_t* szWindow);
+// windows; see kDesktop in case_support.cpp).
+inline Item Running(std::wstring strPath, const wchar_t* szWindow) {
+    return {Item::Kind::Process, std::move(strPath), N, {}, szWindow};
+}
 // The task strName in the root folder of the Task Scheduler, proved through the
 // service; arranged as a task that runs cmd.exe on demand.
-Item Task(std::wstring strName);
+inline Item Task(std::wstring strName) {
+    return {Item::Kind::Task, {}, N, {}, std::move(strName)};
+}
 
 struct Case {
     const char* szName = "";   // says what the case shows; with the action, names the test

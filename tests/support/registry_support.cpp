@@ -1,5 +1,7 @@
 #include "tests/support/registry_support.h"
 
+#include "runtime/handles.h"
+
 #include <gtest/gtest.h>
 
 // Removes the key of an open handle itself, a link included (not in the SDK headers).
@@ -9,90 +11,25 @@ REGSAM ViewFlag(View view) {
     return view == View::Wow32 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
 }
 
-const char* ViewName(View view) {
-    return view == View::Wow32 ? "32-bit view" : "64-bit view";
-}
-
 namespace {
 
-HKEY Open(HKEY hRoot, View view, const std::wstring& strPath, REGSAM samAccess) {
-    HKEY hKey = nullptr;
-    if (RegOpenKeyExW(hRoot, strPath.c_str(), 0, samAccess | ViewFlag(view), &hKey) !=
-        ERROR_SUCCESS) {
-        return nullptr;
-    }
+// dwOptions REG_OPTION_OPEN_LINK opens a link itself rather than its target.
+UniqueRegKey Open(HKEY hRoot, View view, const std::wstring& strPath, REGSAM samAccess,
+                  DWORD dwOptions = 0) {
+    UniqueRegKey hKey;
+    RegOpenKeyExW(hRoot, strPath.c_str(), dwOptions, samAccess | ViewFlag(view), hKey.put());
     return hKey;
 }
 
-HKEY Create(HKEY hRoot, View view, const std::wstring& strPath) {
-    HKEY hKey = nullptr;
-    const LONG lResult = RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, 0,
-                                         KEY_ALL_ACCESS | ViewFlag(view), nullptr, &hKey, nullptr);
-    EXPECT_EQ(ERROR_SUCCESS, lResult) << "creating a key in the " << ViewName(view);
+// dwOptions REG_OPTION_CREATE_LINK makes a link.
+UniqueRegKey Create(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions = 0) {
+    UniqueRegKey hKey;
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, dwOptions,
+                              KEY_ALL_ACCESS | ViewFlag(view), nullptr, hKey.put(), nullptr))
+        << "creating a key in the " << (view == View::Wow32 ? "32-bit" : "64-bit") << " view";
     return hKey;
 }
-
-} // namespace
-
-void CreateKey(HKEY hRoot, View view, const std::wstring& strPath) {
-    if (HKEY hKey = Create(hRoot, view, strPath)) {
-        RegCloseKey(hKey);
-    }
-}
-
-void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-            DWORD dwType, const void* pData, DWORD cbData) {
-    if (HKEY hKey = Create(hRoot, view, strPath)) {
-        EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(hKey, strName.c_str(), 0, dwType,
-                                                static_cast<const BYTE*>(pData), cbData));
-        RegCloseKey(hKey);
-    }
-}
-
-bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath) {
-    HKEY hKey = Open(hRoot, view, strPath, KEY_READ);
-    if (hKey) {
-        RegCloseKey(hKey);
-    }
-    return hKey != nullptr;
-}
-
-std::optional<std::pair<DWORD, std::vector<BYTE>>>
-ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
-    HKEY hKey = Open(hRoot, view, strPath, KEY_READ);
-    if (!hKey) {
-        return std::nullopt;
-    }
-    DWORD dwType = 0;
-    DWORD cbData = 0;
-    std::optional<std::pair<DWORD, std::vector<BYTE>>> result;
-    if (RegQueryValueExW(hKey, strName.c_str(), nullptr, &dwType, nullptr, &cbData) ==
-        ERROR_SUCCESS) {
-        std::vector<BYTE> data(cbData);
-        if (RegQueryValueExW(hKey, strName.c_str(), nullptr, &dwType, data.data(), &cbData) ==
-            ERROR_SUCCESS) {
-            data.resize(cbData);
-            result.emplace(dwType, std::move(data));
-        }
-    }
-    RegCloseKey(hKey);
-    return result;
-}
-
-bool ValueExists(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
-    return ReadRaw(hRoot, view, strPath, strName).has_value();
-}
-
-std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
-                               const std::wstring& strName) {
-    const auto raw = ReadRaw(hRoot, view, strPath, strName);
-    if (!raw || raw->first != REG_DWORD || raw->second.size() != sizeof(DWORD)) {
-        return std::nullopt;
-    }
-    return *reinterpret_cast<const DWORD*>(raw->second.data());
-}
-
-namespace {
 
 // Removes everything below hKey and hKey itself. Links are opened and removed as
 // themselves: RegDeleteTreeW would follow them and empty their targets.
@@ -104,16 +41,14 @@ void DeleteOpenTree(HKEY hKey, View view) {
             ERROR_SUCCESS) {
             break;
         }
-        HKEY hChild = nullptr;
-        if (RegOpenKeyExW(hKey, szName, REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS | ViewFlag(view),
-                          &hChild) != ERROR_SUCCESS) {
-            ++dwIndex; // left in place; the next one is tried
-            continue;
+        UniqueRegKey hChild = Open(hKey, view, szName, KEY_ALL_ACCESS, REG_OPTION_OPEN_LINK);
+        const bool fOpened = static_cast<bool>(hChild);
+        if (fOpened) {
+            DeleteOpenTree(hChild.get(), view);
+            hChild.reset();
         }
-        DeleteOpenTree(hChild, view);
-        RegCloseKey(hChild);
-        if (KeyExists(hKey, view, szName) || LinkExists(hKey, view, szName)) {
-            ++dwIndex;
+        if (!fOpened || KeyExists(hKey, view, szName) || LinkExists(hKey, view, szName)) {
+            ++dwIndex; // left in place; the next one is tried
         }
     }
     NtDeleteKey(hKey);
@@ -121,52 +56,84 @@ void DeleteOpenTree(HKEY hKey, View view) {
 
 } // namespace
 
-void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {
-    HKEY hKey = nullptr;
-    if (RegOpenKeyExW(hRoot, strPath.c_str(), REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS | ViewFlag(view),
-                      &hKey) != ERROR_SUCCESS) {
-        return;
+void CreateKey(HKEY hRoot, View view, const std::wstring& strPath) {
+    Create(hRoot, view, strPath);
+}
+
+void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
+            DWORD dwType, const void* pData, DWORD cbData) {
+    if (const UniqueRegKey hKey = Create(hRoot, view, strPath)) {
+        EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(hKey.get(), strName.c_str(), 0, dwType,
+                                                static_cast<const BYTE*>(pData), cbData));
     }
-    DeleteOpenTree(hKey, view);
-    RegCloseKey(hKey);
+}
+
+void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
+    if (const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_SET_VALUE)) {
+        RegDeleteValueW(hKey.get(), strName.c_str());
+    }
+}
+
+bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath) {
+    return static_cast<bool>(Open(hRoot, view, strPath, KEY_READ));
+}
+
+std::optional<std::pair<DWORD, std::vector<BYTE>>>
+ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
+    const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_READ);
+    DWORD dwType = 0;
+    DWORD cbData = 0;
+    if (!hKey || RegQueryValueExW(hKey.get(), strName.c_str(), nullptr, &dwType, nullptr,
+                                  &cbData) != ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    std::vector<BYTE> data(cbData);
+    if (RegQueryValueExW(hKey.get(), strName.c_str(), nullptr, &dwType, data.data(), &cbData) !=
+        ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    data.resize(cbData);
+    return std::pair(dwType, std::move(data));
+}
+
+std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
+                               const std::wstring& strName) {
+    const auto raw = ReadRaw(hRoot, view, strPath, strName);
+    if (!raw || raw->first != REG_DWORD || raw->second.size() != sizeof(DWORD)) {
+        return std::nullopt;
+    }
+    return *reinterpret_cast<const DWORD*>(raw->second.data());
+}
+
+void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {
+    if (const UniqueRegKey hKey =
+            Open(hRoot, view, strPath, KEY_ALL_ACCESS, REG_OPTION_OPEN_LINK)) {
+        DeleteOpenTree(hKey.get(), view);
+    }
 }
 
 void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget) {
-    HKEY hKey = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS,
-              RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
-                              KEY_ALL_ACCESS | KEY_CREATE_LINK | ViewFlag(view), nullptr, &hKey,
-                              nullptr))
-        << "creating a link in the " << ViewName(view);
     // The target in the kernel's form, without a terminator.
     const std::wstring strNtTarget = L"\\REGISTRY\\MACHINE\\" + strTarget;
-    EXPECT_EQ(ERROR_SUCCESS,
-              RegSetValueExW(hKey, L"SymbolicLinkValue", 0, REG_LINK,
-                             reinterpret_cast<const BYTE*>(strNtTarget.data()),
-                             static_cast<DWORD>(strNtTarget.size() * sizeof(wchar_t))));
-    RegCloseKey(hKey);
+    if (const UniqueRegKey hKey = Create(hRoot, view, strPath, REG_OPTION_CREATE_LINK)) {
+        EXPECT_EQ(ERROR_SUCCESS,
+                  RegSetValueExW(hKey.get(), L"SymbolicLinkValue", 0, REG_LINK,
+                                 reinterpret_cast<const BYTE*>(strNtTarget.data()),
+                                 static_cast<DWORD>(strNtTarget.size() * sizeof(wchar_t))));
+    }
 }
 
 bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath) {
-    HKEY hKey = nullptr;
-    if (RegOpenKeyExW(hRoot, strPath.c_str(), REG_OPTION_OPEN_LINK,
-                      KEY_QUERY_VALUE | ViewFlag(view), &hKey) != ERROR_SUCCESS) {
-        return false;
-    }
+    const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_QUERY_VALUE, REG_OPTION_OPEN_LINK);
     DWORD dwType = REG_NONE;
-    const bool fLink = RegQueryValueExW(hKey, L"SymbolicLinkValue", nullptr, &dwType, nullptr,
-                                        nullptr) == ERROR_SUCCESS &&
-                       dwType == REG_LINK;
-    RegCloseKey(hKey);
-    return fLink;
+    return hKey &&
+           RegQueryValueExW(hKey.get(), L"SymbolicLinkValue", nullptr, &dwType, nullptr, nullptr) ==
+               ERROR_SUCCESS &&
+           dwType == REG_LINK;
 }
 
 RegistryScope::RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths)
     : m_hRoot(hRoot), m_paths(paths) {
-    Clear();
-}
-
-RegistryScope::~RegistryScope() {
     Clear();
 }
 

@@ -13,15 +13,16 @@ enum class View { Native, Wow32 };
 inline constexpr View kBothViews[] = {View::Native, View::Wow32};
 
 REGSAM ViewFlag(View view);
-const char* ViewName(View view);
 
 void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
 // Raw data of any type and size (odd sizes, missing terminators).
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
             DWORD dwType, const void* pData, DWORD cbData);
 
+// A missing key or value is fine.
+void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
+
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
-bool ValueExists(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
 std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
                                const std::wstring& strName);
 // Type and raw bytes of a value, for checks on exact stored data.
@@ -41,7 +42,7 @@ bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath);
 class RegistryScope {
   public:
     RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths);
-    ~RegistryScope();
+    ~RegistryScope() { Clear(); }
     RegistryScope(const RegistryScope&) = delete;
     RegistryScope& operator=(const RegistryScope&) = delete;
 

@@ -1,5 +1,5 @@
 // Services of the test service program (test_service.cpp, built beside the tests
-// as varen_service.exe): registered, brought to a state and removed by the tests.
+// as varen_service.exe): registered, brought to a state and removed by the runner.
 #pragma once
 
 #include <windows.h>
@@ -12,13 +12,14 @@
 // after a prefix is made.
 void WaitForServiceManager();
 
-// Copies the test service program to strPath, registers it as strName (demand
-// start, own process) with the binary path "<strPath>" strArguments, and brings it
-// to dwState: SERVICE_STOPPED, SERVICE_RUNNING, or SERVICE_STOP_PENDING (started,
-// then asked to stop; strArguments must make it stop slowly). A service of that
-// name left by an earlier run is removed first.
+// Copies strProgram to strPath, registers it as strName (demand start, own process)
+// with the binary path "<strPath>" strArguments, and brings it to dwState:
+// SERVICE_STOPPED, SERVICE_RUNNING, or SERVICE_STOP_PENDING (started, then asked to
+// stop; strArguments must make it stop slowly). A service of that name left by an
+// earlier run is removed first.
 void CreateTestService(const std::wstring& strName, const std::wstring& strPath,
-                       const std::wstring& strArguments, DWORD dwState);
+                       const std::wstring& strArguments, DWORD dwState,
+                       const std::wstring& strProgram);
 
 // Deletes the service strName and ends every process of the program strPath (a
 // stopped service's process may outlive its stop for a while).

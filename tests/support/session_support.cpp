@@ -1,55 +1,11 @@
 #include "tests/support/session_support.h"
 
 #include <msiquery.h>
-#include <msidefs.h>
-#include <rpc.h>
-#include <wtypes.h>
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <stdexcept>
-
-namespace {
-
-std::wstring Quote(const std::wstring& strText) {
-    std::wstring strQuoted = L"'";
-    for (wchar_t ch : strText) {
-        strQuoted += ch;
-        if (ch == L'\'') {
-            strQuoted += L'\'';
-        }
-    }
-    return strQuoted + L"'";
-}
-
-void Run(MSIHANDLE hDatabase, const std::wstring& strQuery) {
-    MSIHANDLE hView = 0;
-    UINT uResult = MsiDatabaseOpenViewW(hDatabase, strQuery.c_str(), &hView);
-    if (uResult == ERROR_SUCCESS) {
-        uResult = MsiViewExecute(hView, 0);
-        MsiCloseHandle(hView);
-    }
-    if (uResult != ERROR_SUCCESS) {
-        throw std::runtime_error("package query failed");
-    }
-}
-
-void InsertRows(MSIHANDLE hDatabase, const wchar_t* szTable, const PropertyRows& rows) {
-    for (const auto& [strName, strValue] : rows) {
-        Run(hDatabase, std::wstring(L"INSERT INTO `") + szTable +
-                           L"` (`Property`, `Value`) VALUES (" + Quote(strName) + L", " +
-                           Quote(strValue) + L")");
-    }
-}
-
-std::wstring TempFolder() {
-    wchar_t szTemp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, szTemp);
-    return szTemp;
-}
-
-} // namespace
 
 // Every test program runs in a job that ends its processes when the program ends,
 // so a tool a test started and did not end (a stand-in told to wait) cannot keep
@@ -64,63 +20,14 @@ const struct KillChildrenOnExit {
     }
 } g_killChildrenOnExit;
 
-std::wstring NewGuid() {
-    UUID uuid;
-    UuidCreate(&uuid);
-    RPC_WSTR szUuid = nullptr;
-    UuidToStringW(&uuid, &szUuid);
-    std::wstring strGuid = L"{" + std::wstring(reinterpret_cast<wchar_t*>(szUuid)) + L"}";
-    RpcStringFreeW(&szUuid);
-    for (wchar_t& ch : strGuid) {
-        ch = towupper(ch);
-    }
-    return strGuid;
-}
-
-std::wstring BuildPackage(const PackageContents& contents) {
-    const std::wstring strPath = TempFolder() + L"varen_" + NewGuid() + L".msi";
-    MSIHANDLE hDatabase = 0;
-    if (MsiOpenDatabaseW(strPath.c_str(), reinterpret_cast<LPCWSTR>(MSIDBOPEN_CREATE),
-                         &hDatabase) != ERROR_SUCCESS) {
-        throw std::runtime_error("cannot create package");
-    }
-    Run(hDatabase,
-        L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL "
-        L"PRIMARY KEY `Property`)");
-    PropertyRows properties = contents.properties;
-    properties.emplace_back(L"ProductCode", NewGuid());
-    InsertRows(hDatabase, L"Property", properties);
-    if (contents.orxRows) {
-        // Both columns form the key, so a package may carry one name twice.
-        Run(hDatabase,
-            L"CREATE TABLE `ORX_InstallProperties` (`Property` CHAR(72) NOT NULL, `Value` "
-            L"LONGCHAR NOT NULL PRIMARY KEY `Property`, `Value`)");
-        InsertRows(hDatabase, L"ORX_InstallProperties", *contents.orxRows);
-    }
-    MSIHANDLE hSummary = 0;
-    MsiGetSummaryInformationW(hDatabase, nullptr, 4, &hSummary);
-    MsiSummaryInfoSetPropertyW(hSummary, PID_TEMPLATE, VT_LPSTR, 0, nullptr, L"x64;1033");
-    MsiSummaryInfoSetPropertyW(hSummary, PID_REVNUMBER, VT_LPSTR, 0, nullptr, NewGuid().c_str());
-    MsiSummaryInfoSetPropertyW(hSummary, PID_PAGECOUNT, VT_I4, 200, nullptr, nullptr);
-    MsiSummaryInfoSetPropertyW(hSummary, PID_WORDCOUNT, VT_I4, 2, nullptr, nullptr);
-    MsiSummaryInfoPersist(hSummary);
-    MsiCloseHandle(hSummary);
-    const UINT uCommit = MsiDatabaseCommit(hDatabase);
-    MsiCloseHandle(hDatabase);
-    if (uCommit != ERROR_SUCCESS) {
-        throw std::runtime_error("cannot commit package");
-    }
-    return strPath;
-}
-
-ActionSession::ActionSession(const PackageContents& contents)
-    : m_strPackage(BuildPackage(contents)) {
-    MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
-    MsiSetExternalUIRecord(&ActionSession::OnRecord, INSTALLLOGMODE_INFO | INSTALLLOGMODE_USER,
-                           this, nullptr);
-    if (MsiOpenPackageExW(m_strPackage.c_str(), MSIOPENPACKAGEFLAGS_IGNOREMACHINESTATE,
-                          &m_hSession) != ERROR_SUCCESS) {
-        throw std::runtime_error("cannot open package");
+ActionSession::ActionSession(const PropertyRows& properties,
+                             const std::optional<PropertyRows>& orxRows) {
+    wchar_t szTemp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, szTemp);
+    m_strPackage = szTemp + (L"varen_" + NewGuid() + L".msi");
+    if (WritePackage(m_strPackage, true, properties, orxRows) != ERROR_SUCCESS ||
+        OpenSession(m_strPackage, &ActionSession::OnRecord, this, m_hSession) != ERROR_SUCCESS) {
+        throw std::runtime_error("cannot open the package");
     }
     m_records.clear(); // the installer's own "Logging started" line
     m_hDll = LoadLibraryW(L"Varen_CA.dll");
@@ -137,22 +44,12 @@ ActionSession::~ActionSession() {
 }
 
 int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord) {
-    auto* pSession = static_cast<ActionSession*>(pContext);
-    DWORD cchText = 0;
-    wchar_t szEmpty[1] = L"";
-    MsiRecordGetStringW(hRecord, 0, szEmpty, &cchText);
-    std::wstring strText(cchText + 1, L'\0');
-    ++cchText;
-    MsiRecordGetStringW(hRecord, 0, strText.data(), &cchText);
-    strText.resize(cchText);
-    pSession->m_records.push_back({uType, strText, MsiRecordGetFieldCount(hRecord)});
+    static_cast<ActionSession*>(pContext)->m_records.push_back({uType, RecordText(hRecord)});
     return 0; // the installer decides, as with no user interface
 }
 
 UINT ActionSession::Call(const char* szName) {
-    using Action = UINT(__stdcall*)(MSIHANDLE);
-    auto pfnAction =
-        reinterpret_cast<Action>(reinterpret_cast<void*>(GetProcAddress(m_hDll, szName)));
+    const CustomAction pfnAction = FindAction(m_hDll, szName);
     if (!pfnAction) {
         ADD_FAILURE() << "Varen_CA.dll does not export " << szName;
         return 0xDEADBEEF;
@@ -164,8 +61,7 @@ std::wstring ActionSession::Property(const wchar_t* szName) const {
     DWORD cchValue = 0;
     wchar_t szEmpty[1] = L"";
     MsiGetPropertyW(m_hSession, szName, szEmpty, &cchValue);
-    std::wstring strValue(cchValue + 1, L'\0');
-    ++cchValue;
+    std::wstring strValue(++cchValue, L'\0');
     MsiGetPropertyW(m_hSession, szName, strValue.data(), &cchValue);
     strValue.resize(cchValue);
     return strValue;

@@ -4,39 +4,25 @@
 // globals start at zero as they do when the installer loads it.
 #pragma once
 
+#include "packaging/msi_session.h"
+
 #include <windows.h>
-#include <msi.h>
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
-
-using PropertyRows = std::vector<std::pair<std::wstring, std::wstring>>;
-
-struct PackageContents {
-    // Rows of the Property table; a fresh ProductCode is always added.
-    PropertyRows properties;
-    // Rows of ORX_InstallProperties; no such table when empty optional.
-    std::optional<PropertyRows> orxRows;
-};
-
-// Builds PackageContents into a new .msi file in the temporary folder and returns
-// its path; the caller removes it.
-std::wstring BuildPackage(const PackageContents& contents);
-
-// A new GUID in registry form, "{...}".
-std::wstring NewGuid();
 
 struct CapturedRecord {
     UINT uType; // the message type with its flags (INSTALLMESSAGE_INFO, _USER + style)
     std::wstring strText;
-    UINT cFields = 0; // the record's field count (field 0 not counted)
 };
 
 class ActionSession {
   public:
-    explicit ActionSession(const PackageContents& contents = {});
+    // Property rows (a fresh ProductCode is always added) and ORX_InstallProperties
+    // rows (no such table when unset).
+    explicit ActionSession(const PropertyRows& properties = {},
+                           const std::optional<PropertyRows>& orxRows = std::nullopt);
     ~ActionSession();
     ActionSession(const ActionSession&) = delete;
     ActionSession& operator=(const ActionSession&) = delete;

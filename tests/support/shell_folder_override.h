@@ -2,8 +2,8 @@
 // SHGetPathFromIDListW go through a shim while an override lives, which fails or
 // renames chosen folders. Create it after the ActionSession that loaded the DLL.
 // A path built on a folder that failed begins with "\" and names a file in the
-// root of the current drive; RootOfWindowsDrive puts that root where a test can
-// place a stand-in.
+// root of the current drive; RootOfWindowsDrive makes that the drive where a test
+// can place a stand-in.
 #pragma once
 
 #include "tests/support/session_support.h"
@@ -56,25 +56,19 @@ class ShellFolderOverride {
     static inline GetPath s_pfnReal = nullptr;
 };
 
-// Makes the drive of the prefix's Windows folder the current drive while it lives
-// (the current directory is restored afterwards).
+// Makes the prefix's Windows folder the current folder while it lives.
 class RootOfWindowsDrive {
   public:
     RootOfWindowsDrive() {
         GetCurrentDirectoryW(MAX_PATH, m_szPrevious);
         wchar_t szWindows[MAX_PATH] = {};
         GetWindowsDirectoryW(szWindows, MAX_PATH);
-        m_strRoot.assign(szWindows, 2);
         SetCurrentDirectoryW(szWindows);
     }
     ~RootOfWindowsDrive() { SetCurrentDirectoryW(m_szPrevious); }
     RootOfWindowsDrive(const RootOfWindowsDrive&) = delete;
     RootOfWindowsDrive& operator=(const RootOfWindowsDrive&) = delete;
 
-    // The path of szFile in the root of that drive.
-    std::wstring Path(const wchar_t* szFile) const { return m_strRoot + L"\\" + szFile; }
-
   private:
     wchar_t m_szPrevious[MAX_PATH] = {};
-    std::wstring m_strRoot;
 };

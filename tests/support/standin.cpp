@@ -1,8 +1,7 @@
 // A stand-in for the tools that actions start (cmd.exe, TaskKill.exe, RegAsm.exe...).
-// It appends one line "<own path>|<command line>" to the UTF-16 file named by
+// It appends its command line as a line to the UTF-16 file named by
 // VARENCA_STANDIN_LOG. With VARENCA_STANDIN_DELAY_MS it then takes that long
-// and appends "<own path>|done", so a test can tell whether its starter waited.
-// VARENCA_STANDIN_EXIT sets the exit code.
+// and appends "done", so a test can tell whether its starter waited.
 // With VARENCA_STANDIN_WINDOW it plays a running application instead and logs nothing:
 // "close" shows a top-level window and ends when it is asked to close, "ignore" shows one
 // that refuses, "none" has no window; it sets the event named by VARENCA_STANDIN_READY
@@ -81,18 +80,13 @@ int wmain() {
     if (!strMode.empty()) {
         return PlayApplication(strMode);
     }
-    wchar_t szSelf[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
     const std::wstring strLog = Environment(L"VARENCA_STANDIN_LOG");
-    if (!strLog.empty()) {
-        AppendLine(strLog, std::wstring(szSelf) + L"|" + GetCommandLineW());
-    }
+    AppendLine(strLog, GetCommandLineW());
     const std::wstring strDelay = Environment(L"VARENCA_STANDIN_DELAY_MS");
     if (!strDelay.empty()) {
+        // The stand-in's own run time, which tells a starter that waits from one that does not.
         Sleep(static_cast<DWORD>(wcstoul(strDelay.c_str(), nullptr, 10)));
-        if (!strLog.empty()) {
-            AppendLine(strLog, std::wstring(szSelf) + L"|done");
-        }
+        AppendLine(strLog, L"done");
     }
-    return static_cast<int>(wcstol(Environment(L"VARENCA_STANDIN_EXIT").c_str(), nullptr, 10));
+    return 0;
 }

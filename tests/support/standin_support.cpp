@@ -1,36 +1,19 @@
 #include "tests/support/standin_support.h"
 
+#include "packaging/msi_session.h"
+#include "runtime/handles.h"
 #include "tests/support/registry_support.h"
-#include "tests/support/session_support.h"
 
 #include <shlobj.h>
+#include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
-const wchar_t* const kOverrides = L"Software\\Wine\\DllOverrides";
-
-std::wstring ExeFolder() {
-    wchar_t szSelf[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
-    std::wstring strFolder = szSelf;
-    return strFolder.substr(0, strFolder.find_last_of(L'\\'));
-}
-
-std::wstring ReadUtf16File(const std::wstring& strPath) {
-    HANDLE hFile = CreateFileW(strPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                               nullptr, OPEN_EXISTING, 0, nullptr);
-    if (hFile == INVALID_HANDLE_VALUE) {
-        return {};
-    }
-    const DWORD cbFile = GetFileSize(hFile, nullptr);
-    std::wstring strText(cbFile / sizeof(wchar_t), L'\0');
-    DWORD cbRead = 0;
-    ReadFile(hFile, strText.data(), cbFile, &cbRead, nullptr);
-    CloseHandle(hFile);
-    return strText;
-}
+constexpr wchar_t kOverrides[] = L"Software\\Wine\\DllOverrides";
 
 } // namespace
 
@@ -40,62 +23,92 @@ std::wstring KnownFolder(int iCsidl) {
     return szPath;
 }
 
+std::wstring BuiltProgram(const wchar_t* szName) {
+    wchar_t szSelf[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
+    const std::wstring strSelf = szSelf;
+    return strSelf.substr(0, strSelf.find_last_of(L'\\') + 1) + szName;
+}
+
 std::wstring TestTempFolder() {
     wchar_t szTemp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, szTemp);
     return szTemp;
 }
 
-StandIn::StandIn(const std::wstring& strPath) : m_strPath(strPath) {
-    m_strImage = strPath.substr(strPath.find_last_of(L'\\') + 1);
-    const std::wstring strFolder = strPath.substr(0, strPath.find_last_of(L'\\'));
-    if (GetFileAttributesW(strFolder.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        m_fCreatedFolder =
-            SHCreateDirectoryExW(nullptr, strFolder.c_str(), nullptr) == ERROR_SUCCESS;
-    }
-    if (GetFileAttributesW(strPath.c_str()) != INVALID_FILE_ATTRIBUTES) {
-        m_strSetAside = strPath + L".varen-original";
-        EXPECT_TRUE(MoveFileExW(strPath.c_str(), m_strSetAside.c_str(), MOVEFILE_REPLACE_EXISTING));
-    }
-    EXPECT_TRUE(CopyFileW((ExeFolder() + L"\\standin.exe").c_str(), strPath.c_str(), FALSE))
-        << "cannot place the stand-in";
-    const wchar_t szNative[] = L"native";
-    SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_strImage, REG_SZ, szNative,
-           sizeof(szNative));
-    m_strLog = TestTempFolder() + L"standin_" + NewGuid() + L".log";
+StandIns::StandIns() : m_strLog(TestTempFolder() + L"standin_" + NewGuid() + L".log") {
     SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", m_strLog.c_str());
 }
 
-StandIn::~StandIn() {
+StandIns::~StandIns() {
     SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", nullptr);
     SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", nullptr);
-    HKEY hKey = nullptr;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, kOverrides, 0, KEY_SET_VALUE, &hKey) == ERROR_SUCCESS) {
-        RegDeleteValueW(hKey, m_strImage.c_str());
-        RegCloseKey(hKey);
-    }
-    DeleteFileW(m_strPath.c_str());
-    if (!m_strSetAside.empty()) {
-        MoveFileExW(m_strSetAside.c_str(), m_strPath.c_str(), MOVEFILE_REPLACE_EXISTING);
-    }
-    if (m_fCreatedFolder) {
-        RemoveDirectoryW(m_strPath.substr(0, m_strPath.find_last_of(L'\\')).c_str());
+    for (const std::wstring& strImage : m_images) {
+        DeleteValue(HKEY_CURRENT_USER, View::Native, kOverrides, strImage);
     }
     DeleteFileW(m_strLog.c_str());
 }
 
-void StandIn::SetDelay(unsigned int uMilliseconds) {
-    SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", std::to_wstring(uMilliseconds).c_str());
+void StandIns::Place(const std::wstring& strPath, unsigned uDelayMs) {
+    EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), strPath.c_str(), FALSE))
+        << "cannot place the stand-in";
+    m_images.push_back(strPath.substr(strPath.find_last_of(L'\\') + 1));
+    const wchar_t szNative[] = L"native";
+    SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_images.back(), REG_SZ, szNative,
+           sizeof(szNative));
+    if (uDelayMs) {
+        SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", std::to_wstring(uDelayMs).c_str());
+    }
 }
 
-std::vector<std::wstring> StandIn::LogLines() const {
+std::vector<std::wstring> StandIns::Log() const {
+    std::wstring strText;
+    const UniqueFileHandle hFile(CreateFileW(m_strLog.c_str(), GENERIC_READ,
+                                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                             OPEN_EXISTING, 0, nullptr));
+    if (hFile) {
+        strText.resize(GetFileSize(hFile.get(), nullptr) / sizeof(wchar_t));
+        DWORD cbRead = 0;
+        ReadFile(hFile.get(), strText.data(), static_cast<DWORD>(strText.size() * sizeof(wchar_t)),
+                 &cbRead, nullptr);
+    }
     std::vector<std::wstring> lines;
-    const std::wstring strText = ReadUtf16File(m_strLog);
-    size_t iStart = 0;
-    for (size_t iEnd = strText.find(L'\n'); iEnd != std::wstring::npos;
-         iEnd = strText.find(L'\n', iStart)) {
+    for (size_t iStart = 0, iEnd = strText.find(L'\n'); iEnd != std::wstring::npos;
+         iStart = iEnd + 1, iEnd = strText.find(L'\n', iStart)) {
         lines.push_back(strText.substr(iStart, iEnd - iStart));
-        iStart = iEnd + 1;
     }
     return lines;
+}
+
+// The thread's last error is left as it was: some actions log whatever error they find.
+std::vector<DWORD> StandIns::Running() const {
+    std::vector<DWORD> running;
+    const DWORD dwLastError = GetLastError();
+    const UniqueHandle hSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL fEntry = Process32FirstW(hSnapshot.get(), &entry); fEntry;
+         fEntry = Process32NextW(hSnapshot.get(), &entry)) {
+        if (entry.th32ParentProcessID == GetCurrentProcessId() &&
+            std::any_of(m_images.begin(), m_images.end(), [&](const std::wstring& strImage) {
+                return CompareStringOrdinal(strImage.c_str(), -1, entry.szExeFile, -1, TRUE) ==
+                       CSTR_EQUAL;
+            })) {
+            running.push_back(entry.th32ProcessID);
+        }
+    }
+    SetLastError(dwLastError);
+    return running;
+}
+
+void StandIns::AwaitNew(const std::vector<DWORD>& before) const {
+    for (DWORD dwId : Running()) {
+        const UniqueHandle hProcess(std::find(before.begin(), before.end(), dwId) == before.end()
+                                        ? OpenProcess(SYNCHRONIZE, FALSE, dwId)
+                                        : nullptr);
+        if (hProcess) {
+            EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(hProcess.get(), 60000))
+                << "a program the action started has not ended";
+        }
+    }
 }

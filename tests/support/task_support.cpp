@@ -1,71 +1,53 @@
 #include "tests/support/task_support.h"
 
+#include "runtime/handles.h"
+
 #include <gtest/gtest.h>
 
-namespace {
-
-// Frees a BSTR made for one call.
-struct Bstr {
-    explicit Bstr(const std::wstring& strText) : bstr(SysAllocString(strText.c_str())) {}
-    ~Bstr() { SysFreeString(bstr); }
-    Bstr(const Bstr&) = delete;
-    Bstr& operator=(const Bstr&) = delete;
-    BSTR bstr;
-};
-
-} // namespace
-
 TaskRoot::TaskRoot() {
-    m_fUninitialize = SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED));
-    VARIANT empty;
-    VariantInit(&empty);
+    VARIANT empty = {};
     if (FAILED(CoCreateInstance(CLSID_TaskScheduler, nullptr, CLSCTX_INPROC_SERVER,
                                 IID_ITaskService, reinterpret_cast<void**>(&m_pService))) ||
         FAILED(m_pService->Connect(empty, empty, empty, empty)) ||
-        FAILED(m_pService->GetFolder(Bstr(L"\\").bstr, &m_pFolder))) {
+        FAILED(m_pService->GetFolder(UniqueBstr(SysAllocString(L"\\")).get(), &m_pFolder))) {
         ADD_FAILURE() << "the Task Scheduler cannot be reached";
     }
 }
 
 TaskRoot::~TaskRoot() {
-    if (m_pFolder != nullptr) {
-        m_pFolder->Release();
+    for (IUnknown* pObject :
+         {static_cast<IUnknown*>(m_pFolder), static_cast<IUnknown*>(m_pService)}) {
+        if (pObject) {
+            pObject->Release();
+        }
     }
-    if (m_pService != nullptr) {
-        m_pService->Release();
-    }
-    if (m_fUninitialize) {
+    if (SUCCEEDED(m_hrCom)) {
         CoUninitialize();
     }
 }
 
 bool TaskRoot::Exists(const std::wstring& strName) const {
-    IRegisteredTask* pTask = nullptr;
-    if (m_pFolder == nullptr || FAILED(m_pFolder->GetTask(Bstr(strName).bstr, &pTask))) {
-        return false;
-    }
-    pTask->Release();
-    return true;
+    UniqueComPtr<IRegisteredTask> pTask;
+    return m_pFolder && SUCCEEDED(m_pFolder->GetTask(
+                            UniqueBstr(SysAllocString(strName.c_str())).get(), pTask.put()));
 }
 
 void TaskRoot::Register(const std::wstring& strName) const {
-    const Bstr xml(
+    const UniqueBstr bstrXml(SysAllocString(
         L"<Task version=\"1.2\" "
         L"xmlns=\"http://schemas.microsoft.com/windows/2004/02/mit/task\"><Actions><Exec>"
-        L"<Command>cmd.exe</Command></Exec></Actions></Task>");
-    VARIANT empty;
-    VariantInit(&empty);
-    IRegisteredTask* pTask = nullptr;
+        L"<Command>cmd.exe</Command></Exec></Actions></Task>"));
+    VARIANT empty = {};
+    UniqueComPtr<IRegisteredTask> pTask;
     ASSERT_NE(nullptr, m_pFolder);
-    ASSERT_EQ(S_OK,
-              m_pFolder->RegisterTask(Bstr(strName).bstr, xml.bstr, TASK_CREATE_OR_UPDATE, empty,
-                                      empty, TASK_LOGON_INTERACTIVE_TOKEN, empty, &pTask))
+    EXPECT_EQ(S_OK, m_pFolder->RegisterTask(UniqueBstr(SysAllocString(strName.c_str())).get(),
+                                            bstrXml.get(), TASK_CREATE_OR_UPDATE, empty, empty,
+                                            TASK_LOGON_INTERACTIVE_TOKEN, empty, pTask.put()))
         << "cannot arrange the task";
-    pTask->Release();
 }
 
 void TaskRoot::Delete(const std::wstring& strName) const {
-    if (m_pFolder != nullptr) {
-        m_pFolder->DeleteTask(Bstr(strName).bstr, 0);
+    if (m_pFolder) {
+        m_pFolder->DeleteTask(UniqueBstr(SysAllocString(strName.c_str())).get(), 0);
     }
 }

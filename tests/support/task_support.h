@@ -9,8 +9,8 @@
 
 class TaskRoot {
   public:
-    // Connects to the service; COM is initialised for the connection only when
-    // the thread has no apartment yet, and uninitialised again afterwards.
+    // Connects to the service. COM is initialised (multithreaded) for the
+    // connection only when the thread has no apartment yet.
     TaskRoot();
     ~TaskRoot();
     TaskRoot(const TaskRoot&) = delete;
@@ -24,7 +24,7 @@ class TaskRoot {
     ITaskFolder* Folder() const { return m_pFolder; }
 
   private:
-    bool m_fUninitialize = false;
+    HRESULT m_hrCom = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     ITaskService* m_pService = nullptr;
     ITaskFolder* m_pFolder = nullptr;
 };

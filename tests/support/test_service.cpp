@@ -17,16 +17,14 @@
 
 namespace {
 
-struct Behaviour {
-    bool fSlowStart = false;
-    bool fSlowStop = false;
-    bool fFrozen = false;
-    bool fRefuse = false;
-    DWORD dwPendingMs = 0; // INFINITE: forever
-    DWORD dwHint = 0;
-};
+// The behaviour its arguments set.
+bool g_fSlowStart = false;
+bool g_fSlowStop = false;
+bool g_fFrozen = false;
+bool g_fRefuse = false;
+DWORD g_dwPendingMs = 0; // INFINITE: forever
+DWORD g_dwHint = 0;
 
-Behaviour g_behaviour;
 SERVICE_STATUS_HANDLE g_hStatus = nullptr;
 SERVICE_STATUS g_status = {};
 CRITICAL_SECTION g_lock;
@@ -34,30 +32,23 @@ HANDLE g_hStopped = nullptr;
 HANDLE g_hDispatcher = nullptr;
 std::wstring g_strName;
 
-Behaviour ParseBehaviour() {
-    Behaviour behaviour;
+void ParseBehaviour() {
     int cArgs = 0;
     wchar_t** ppArgs = CommandLineToArgvW(GetCommandLineW(), &cArgs);
     for (int i = 1; ppArgs && i < cArgs; ++i) {
         const std::wstring strArg = ppArgs[i];
-        if (strArg == L"slowstart") {
-            behaviour.fSlowStart = true;
-        } else if (strArg == L"slowstop") {
-            behaviour.fSlowStop = true;
-        } else if (strArg == L"frozen") {
-            behaviour.fFrozen = true;
-        } else if (strArg == L"refuse") {
-            behaviour.fRefuse = true;
-        } else if (strArg == L"pending=forever") {
-            behaviour.dwPendingMs = INFINITE;
-        } else if (strArg.rfind(L"pending=", 0) == 0) {
-            behaviour.dwPendingMs = wcstoul(strArg.c_str() + 8, nullptr, 10);
-        } else if (strArg.rfind(L"hint=", 0) == 0) {
-            behaviour.dwHint = wcstoul(strArg.c_str() + 5, nullptr, 10);
+        g_fSlowStart |= strArg == L"slowstart";
+        g_fSlowStop |= strArg == L"slowstop";
+        g_fFrozen |= strArg == L"frozen";
+        g_fRefuse |= strArg == L"refuse";
+        if (strArg.starts_with(L"pending=")) {
+            g_dwPendingMs =
+                strArg == L"pending=forever" ? INFINITE : wcstoul(strArg.c_str() + 8, nullptr, 10);
+        } else if (strArg.starts_with(L"hint=")) {
+            g_dwHint = wcstoul(strArg.c_str() + 5, nullptr, 10);
         }
     }
     LocalFree(ppArgs);
-    return behaviour;
 }
 
 void Report(DWORD dwState, DWORD dwCheckPoint) {
@@ -65,12 +56,14 @@ void Report(DWORD dwState, DWORD dwCheckPoint) {
     g_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     g_status.dwCurrentState = dwState;
     g_status.dwControlsAccepted =
-        dwState == SERVICE_RUNNING && !g_behaviour.fRefuse ? SERVICE_ACCEPT_STOP : 0;
+        dwState == SERVICE_RUNNING && !g_fRefuse ? SERVICE_ACCEPT_STOP : 0;
     g_status.dwCheckPoint = dwCheckPoint;
-    g_status.dwWaitHint = g_behaviour.dwHint;
+    g_status.dwWaitHint = g_dwHint;
     SetServiceStatus(g_hStatus, &g_status);
     LeaveCriticalSection(&g_lock);
-    if (dwState == SERVICE_RUNNING) {
+    if (dwState == SERVICE_STOPPED) {
+        SetEvent(g_hStopped);
+    } else if (dwState == SERVICE_RUNNING) {
         const std::wstring strEvent = L"VarenTestService." + g_strName;
         if (HANDLE hReady = OpenEventW(EVENT_MODIFY_STATE, FALSE, strEvent.c_str())) {
             SetEvent(hReady);
@@ -79,33 +72,30 @@ void Report(DWORD dwState, DWORD dwCheckPoint) {
     }
 }
 
+DWORD PendingOf(DWORD dwFinal) {
+    return dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING;
+}
+
 // Stays in dwPending for the chosen time, advancing the check point unless frozen,
 // then reports dwFinal (never, for "forever").
 DWORD WINAPI RunTransition(void* pFinal) {
     const DWORD dwFinal = static_cast<DWORD>(reinterpret_cast<uintptr_t>(pFinal));
-    const DWORD dwPending =
-        dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING;
+    const DWORD dwPending = PendingOf(dwFinal);
     const DWORD dwStart = GetTickCount();
     for (DWORD dwCheckPoint = 2;
-         g_behaviour.dwPendingMs == INFINITE || GetTickCount() - dwStart < g_behaviour.dwPendingMs;
-         ++dwCheckPoint) {
+         g_dwPendingMs == INFINITE || GetTickCount() - dwStart < g_dwPendingMs; ++dwCheckPoint) {
         // The pacing of the service's own progress, not a wait for the test.
         Sleep(100);
-        if (!g_behaviour.fFrozen) {
+        if (!g_fFrozen) {
             Report(dwPending, dwCheckPoint);
         }
     }
     Report(dwFinal, 0);
-    if (dwFinal == SERVICE_STOPPED) {
-        SetEvent(g_hStopped);
-    }
     return 0;
 }
 
 void StartTransition(DWORD dwFinal) {
-    const DWORD dwPending =
-        dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING;
-    Report(dwPending, 1);
+    Report(PendingOf(dwFinal), 1);
     if (HANDLE hThread =
             CreateThread(nullptr, 0, RunTransition,
                          reinterpret_cast<void*>(static_cast<uintptr_t>(dwFinal)), 0, nullptr)) {
@@ -119,14 +109,13 @@ DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
         DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(),
                         &g_hDispatcher, SYNCHRONIZE | THREAD_TERMINATE, FALSE, 0);
     }
-    if (dwControl != SERVICE_CONTROL_STOP || g_behaviour.fRefuse) {
+    if (dwControl != SERVICE_CONTROL_STOP || g_fRefuse) {
         return dwControl == SERVICE_CONTROL_INTERROGATE ? NO_ERROR : ERROR_CALL_NOT_IMPLEMENTED;
     }
-    if (g_behaviour.fSlowStop) {
+    if (g_fSlowStop) {
         StartTransition(SERVICE_STOPPED);
     } else {
         Report(SERVICE_STOPPED, 0);
-        SetEvent(g_hStopped);
     }
     return NO_ERROR;
 }
@@ -134,7 +123,7 @@ DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
 void WINAPI ServiceMain(DWORD cArgs, wchar_t** ppArgs) {
     g_strName = cArgs > 0 ? ppArgs[0] : L"";
     g_hStatus = RegisterServiceCtrlHandlerExW(g_strName.c_str(), HandleControl, nullptr);
-    if (g_behaviour.fSlowStart) {
+    if (g_fSlowStart) {
         StartTransition(SERVICE_RUNNING);
     } else {
         Report(SERVICE_RUNNING, 0);
@@ -146,7 +135,7 @@ void WINAPI ServiceMain(DWORD cArgs, wchar_t** ppArgs) {
 
 int wmain() {
     InitializeCriticalSection(&g_lock);
-    g_behaviour = ParseBehaviour();
+    ParseBehaviour();
     g_hStopped = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     wchar_t szName[] = L"";
     const SERVICE_TABLE_ENTRYW table[] = {{szName, ServiceMain}, {nullptr, nullptr}};
