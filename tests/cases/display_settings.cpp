@@ -18,15 +18,6 @@ const std::wstring kRunOnce = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Ru
 const std::wstring kPxFolder = L"%COMMONFILES%\\ORX Technologies";
 const std::wstring kPxFile = kPxFolder + L"\\orxpblup.dat";
 
-MSIHANDLE g_hSession = 0;
-
-void Note(const std::wstring& strText) {
-    const MSIHANDLE hRecord = MsiCreateRecord(0);
-    MsiRecordSetStringW(hRecord, 0, strText.c_str());
-    MsiProcessMessage(g_hSession, INSTALLMESSAGE_INFO, hRecord);
-    MsiCloseHandle(hRecord);
-}
-
 void WINAPI NoteSleep(DWORD dwMilliseconds) {
     CountFault();
     Note(L"Sleep(" + std::to_wstring(dwMilliseconds) + L")");
@@ -55,8 +46,7 @@ LONG WINAPI RefuseMode(DEVMODEW* pMode, DWORD dwFlags) {
 }
 
 // The action's 20-second wait noted instead of waited for.
-std::shared_ptr<void> NoteWait(ActionSession& session) {
-    g_hSession = session.Handle();
+std::shared_ptr<void> NoteWait(ActionSession&) {
     return Fault("kernel32.dll", "Sleep", reinterpret_cast<void*>(&NoteSleep));
 }
 

@@ -75,15 +75,6 @@ Case RemoveCase(const char* szAction, const wchar_t* szTask) {
             .gone = {Task(szTask)}};
 }
 
-MSIHANDLE g_hSession = 0;
-
-void Note(const std::wstring& strText) {
-    const MSIHANDLE hRecord = MsiCreateRecord(0);
-    MsiRecordSetStringW(hRecord, 0, strText.c_str());
-    MsiProcessMessage(g_hSession, INSTALLMESSAGE_INFO, hRecord);
-    MsiCloseHandle(hRecord);
-}
-
 using RegisterTaskFn = HRESULT(STDMETHODCALLTYPE*)(ITaskFolder*, BSTR, BSTR, LONG, VARIANT, VARIANT,
                                                    TASK_LOGON_TYPE, VARIANT, IRegisteredTask**);
 RegisterTaskFn g_pfnRegisterTask = nullptr;
@@ -117,30 +108,21 @@ HRESULT STDMETHODCALLTYPE NoteRegistration(ITaskFolder* pFolder, BSTR bstrPath, 
 // thread without COM: it uninitialises even the apartment it could not enter.
 class RegistrationNotes {
   public:
-    explicit RegistrationNotes(ActionSession& session)
-        : m_hTaskScheduler(LoadLibraryW(L"taskschd.dll")) {
-        g_hSession = session.Handle();
+    RegistrationNotes() : m_hTaskScheduler(LoadLibraryW(L"taskschd.dll")) {
         EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
         const TaskRoot root; // its method table stays loaded through m_hTaskScheduler
         m_ppSlot = *reinterpret_cast<void***>(root.Folder()) + 16;
         g_pfnRegisterTask = reinterpret_cast<RegisterTaskFn>(
-            ExchangeSlot(reinterpret_cast<void*>(&NoteRegistration)));
+            ExchangeSlot(m_ppSlot, reinterpret_cast<void*>(&NoteRegistration)));
     }
     ~RegistrationNotes() {
-        ExchangeSlot(reinterpret_cast<void*>(g_pfnRegisterTask));
+        ExchangeSlot(m_ppSlot, reinterpret_cast<void*>(g_pfnRegisterTask));
         FreeLibrary(m_hTaskScheduler);
         EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_MULTITHREADED)) << "COM left initialised";
         CoUninitialize();
     }
 
   private:
-    void* ExchangeSlot(void* pNew) {
-        DWORD dwProtect = 0;
-        VirtualProtect(m_ppSlot, sizeof(void*), PAGE_READWRITE, &dwProtect);
-        void* pOld = std::exchange(*m_ppSlot, pNew);
-        VirtualProtect(m_ppSlot, sizeof(void*), dwProtect, &dwProtect);
-        return pOld;
-    }
     HMODULE m_hTaskScheduler;
     void** m_ppSlot = nullptr;
 };
@@ -241,8 +223,7 @@ const int kCases = Register({
           L"Description VarenOnDemand", L"URI VarenOnDemand", L"Command " + kCommand,
           L"Successfully added VarenOnDemand Scheduled Event"},
      .after = {Task(L"VarenOnDemand")},
-     .arrange =
-         [](ActionSession& session) { return std::make_shared<RegistrationNotes>(session); }},
+     .arrange = [](ActionSession&) { return std::make_shared<RegistrationNotes>(); }},
     {.szName = "a record too short for a missing key: 1, nothing registered",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .uReturn = 1,

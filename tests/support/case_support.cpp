@@ -8,6 +8,7 @@
 #include "tests/support/standin_support.h"
 #include "tests/support/task_support.h"
 
+#include <msiquery.h>
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
@@ -482,6 +483,7 @@ void ExpectLines(const char* szWhat, const Lines& expected, const Lines& actual)
 std::vector<std::wstring> g_debugLines;
 int g_cFaultCalls = 0;
 bool g_fFaultPlaced = false;
+MSIHANDLE g_hCaseSession = 0; // the running case's session, for Note
 
 void WINAPI CaptureDebugOutput(LPCWSTR szText) {
     g_debugLines.emplace_back(szText ? szText : L"(null)");
@@ -511,6 +513,7 @@ Outcome CallAction(const Case& c, Machine& machine) {
     g_debugLines.clear();
     g_cFaultCalls = 0;
     g_fFaultPlaced = false;
+    g_hCaseSession = session.Handle();
     size_t cDoneAtReturn = 0; // a "done" recorded later was not waited for by the action
     {
         const std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
@@ -629,6 +632,13 @@ std::string TestName(const char* szName) {
 }
 
 } // namespace
+
+void Note(const std::wstring& strText) {
+    const MSIHANDLE hRecord = MsiCreateRecord(0);
+    MsiRecordSetStringW(hRecord, 0, strText.c_str());
+    MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord);
+    MsiCloseHandle(hRecord);
+}
 
 std::wstring Expand(const std::wstring& strText) {
     std::wstring strExpanded;

@@ -187,6 +187,10 @@ Faulty(const char* szDll, const char* szFunction, TShim* pfnShim) {
         [=](ActionSession&) { return Fault(szDll, szFunction, reinterpret_cast<void*>(pfnShim)); };
 }
 
+// Writes strText into the running case's session log as an INFO line: a shim shows
+// so when, and with what, the action called it among the action's own lines.
+void Note(const std::wstring& strText);
+
 // The text with the runner's tokens replaced (for helpers that build expected texts).
 std::wstring Expand(const std::wstring& strText);
 

@@ -106,18 +106,18 @@ ImportPatch::ImportPatch(HMODULE hModule, const char* szDll, const char* szFunct
     if (!m_ppSlot) {
         throw std::runtime_error(std::string("no import of ") + szDll + "!" + szFunction);
     }
-    m_pOriginal = Exchange(pReplacement);
+    m_pOriginal = ExchangeSlot(m_ppSlot, pReplacement);
 }
 
 ImportPatch::~ImportPatch() {
-    Exchange(m_pOriginal);
+    ExchangeSlot(m_ppSlot, m_pOriginal);
 }
 
-void* ImportPatch::Exchange(void* pNew) {
+void* ExchangeSlot(void** ppSlot, void* pNew) {
     DWORD dwProtect = 0;
-    VirtualProtect(m_ppSlot, sizeof(void*), PAGE_READWRITE, &dwProtect);
-    void* pOld = *m_ppSlot;
-    *m_ppSlot = pNew;
-    VirtualProtect(m_ppSlot, sizeof(void*), dwProtect, &dwProtect);
+    VirtualProtect(ppSlot, sizeof(void*), PAGE_READWRITE, &dwProtect);
+    void* pOld = *ppSlot;
+    *ppSlot = pNew;
+    VirtualProtect(ppSlot, sizeof(void*), dwProtect, &dwProtect);
     return pOld;
 }

@@ -44,6 +44,10 @@ class ActionSession {
     std::vector<CapturedRecord> m_records;
 };
 
+// Writes pNew into a code pointer slot (an import, a method table entry) of a
+// loaded module and returns what it held.
+void* ExchangeSlot(void** ppSlot, void* pNew);
+
 // Points one import of a loaded module (msi.dll!MsiSetPropertyW of Varen_CA.dll,
 // say) at pReplacement while it lives, so that a test can make an installer
 // function fail where no real input can. The module must stay loaded until the
@@ -59,7 +63,6 @@ class ImportPatch {
     void* Original() const { return m_pOriginal; }
 
   private:
-    void* Exchange(void* pNew);
     void** m_ppSlot = nullptr;
     void* m_pOriginal = nullptr;
 };
