@@ -82,7 +82,7 @@ add_library(vlmlog_standin SHARED ${CMAKE_SOURCE_DIR}/tests/diagnostics/vlmlog_s
 set_target_properties(vlmlog_standin PROPERTIES PREFIX "")
 target_compile_options(vlmlog_standin PRIVATE ${VAREN_WARNINGS})
 target_link_options(vlmlog_standin PRIVATE -static)
-add_dependencies(cases_test vlmlog_standin probe_ca)
+add_dependencies(cases_test vlmlog_standin probe_ca Varen_CA_test)
 
 # The DLL's imports and exports, checked from the host with objdump.
 add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image

@@ -70,4 +70,26 @@ const int kServices = Register({
      .commands = {L"\"" + kA4Program + L"\" /stop"}},
 });
 
+// StopNamedService through the test build's export, with a running neighbour.
+Case Stop(const char* szName, const wchar_t* szBehaviour, DWORD dwState, Lines debug,
+          DWORD dwStateAfter) {
+    return {.szName = szName,
+            .szAction = "VarenTestStopService",
+            .szDll = L"Varen_CA_test.dll",
+            .data = kTarget,
+            .before = {Service(kTarget, kProgram, szBehaviour, dwState),
+                       Service(kSibling, kFolder + L"\\other.exe", L"", SERVICE_RUNNING)},
+            .after = {Service(kTarget, kProgram, szBehaviour, dwStateAfter)},
+            .debug = std::move(debug)};
+}
+
+const int kStop = Register({
+    Stop("stops a running service", L"hint=0", SERVICE_RUNNING,
+         {L"Service stopped successfully.\n"}, SERVICE_STOPPED),
+    Stop("a stopped service is left alone", L"hint=0", SERVICE_STOPPED,
+         {L"Service is already stopped.\n"}, SERVICE_STOPPED),
+    Stop("a refused stop is reported", L"refuse", SERVICE_RUNNING,
+         {L"Error: ControlService failed.\n"}, SERVICE_RUNNING),
+});
+
 } // namespace

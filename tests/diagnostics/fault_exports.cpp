@@ -3,6 +3,7 @@
 // installer. The property VARENTESTFAULT picks the fault.
 #include "runtime/record_text.h"
 #include "runtime/session.h"
+#include "system/services.h"
 
 #include <string>
 
@@ -45,5 +46,14 @@ extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
         return reinterpret_cast<Action>(
             reinterpret_cast<void*>(GetProcAddress(hSelf, "VarenTestFaultAlone")))(0);
     }
+    return 0;
+}
+
+// StopNamedService on the service "CustomActionData" names: no action calls it, and
+// its debugger output is part of its contract.
+extern "C" UINT __stdcall VarenTestStopService(MSIHANDLE hInstall) {
+    PropertyBuffer szService = {};
+    ReadProperty(hInstall, L"CustomActionData", szService);
+    StopNamedService(szService);
     return 0;
 }

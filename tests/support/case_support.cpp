@@ -483,7 +483,8 @@ void ExpectLines(const char* szWhat, const Lines& expected, const Lines& actual)
 std::vector<std::wstring> g_debugLines;
 int g_cFaultCalls = 0;
 bool g_fFaultPlaced = false;
-MSIHANDLE g_hCaseSession = 0; // the running case's session, for Note
+MSIHANDLE g_hCaseSession = 0;    // the running case's session, for Note
+HMODULE g_hCaseModule = nullptr; // the library it loaded, for Fault
 
 void WINAPI CaptureDebugOutput(LPCWSTR szText) {
     g_debugLines.emplace_back(szText ? szText : L"(null)");
@@ -502,11 +503,13 @@ Outcome CallAction(const Case& c, Machine& machine) {
     if (c.data) {
         properties.emplace_back(L"CustomActionData", Expand(*c.data));
     }
-    ActionSession session(properties, c.orx ? std::optional(ExpandRows(*c.orx)) : std::nullopt);
+    ActionSession session(properties, c.orx ? std::optional(ExpandRows(*c.orx)) : std::nullopt,
+                          c.szDll);
+    g_hCaseModule = session.Module();
     std::optional<ImportPatch> debugCapture;
     try {
-        debugCapture.emplace(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll",
-                             "OutputDebugStringW", reinterpret_cast<void*>(&CaptureDebugOutput));
+        debugCapture.emplace(session.Module(), "kernel32.dll", "OutputDebugStringW",
+                             reinterpret_cast<void*>(&CaptureDebugOutput));
     } catch (const std::runtime_error&) {
         // The DLL writes nothing to the debugger output.
     }
@@ -685,8 +688,7 @@ int Register(std::vector<Case> newCases) {
 
 std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim) {
     g_fFaultPlaced = true;
-    return std::make_shared<ImportPatch>(GetModuleHandleW(L"Varen_CA.dll"), szDll, szFunction,
-                                         pfnShim);
+    return std::make_shared<ImportPatch>(g_hCaseModule, szDll, szFunction, pfnShim);
 }
 
 void CountFault() {

@@ -21,7 +21,7 @@ const struct KillChildrenOnExit {
 } g_killChildrenOnExit;
 
 ActionSession::ActionSession(const PropertyRows& properties,
-                             const std::optional<PropertyRows>& orxRows) {
+                             const std::optional<PropertyRows>& orxRows, const wchar_t* szDll) {
     wchar_t szTemp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, szTemp);
     m_strPackage = szTemp + (L"varen_" + NewGuid() + L".msi");
@@ -30,9 +30,9 @@ ActionSession::ActionSession(const PropertyRows& properties,
         throw std::runtime_error("cannot open the package");
     }
     m_records.clear(); // the installer's own "Logging started" line
-    m_hDll = LoadLibraryW(L"Varen_CA.dll");
+    m_hDll = LoadLibraryW(szDll);
     if (!m_hDll) {
-        throw std::runtime_error("cannot load Varen_CA.dll");
+        throw std::runtime_error("cannot load the library");
     }
 }
 
@@ -51,7 +51,7 @@ int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRec
 UINT ActionSession::Call(const char* szName) {
     const CustomAction pfnAction = FindAction(m_hDll, szName);
     if (!pfnAction) {
-        ADD_FAILURE() << "Varen_CA.dll does not export " << szName;
+        ADD_FAILURE() << "the library does not export " << szName;
         return 0xDEADBEEF;
     }
     return pfnAction(m_hSession);

@@ -21,8 +21,11 @@ class ActionSession {
   public:
     // Property rows (a fresh ProductCode is always added) and ORX_InstallProperties
     // rows (no such table when unset).
+    // szDll is the library loaded for it: the test build Varen_CA_test.dll adds
+    // exports that reach routines no action of Varen_CA.dll calls.
     explicit ActionSession(const PropertyRows& properties = {},
-                           const std::optional<PropertyRows>& orxRows = std::nullopt);
+                           const std::optional<PropertyRows>& orxRows = std::nullopt,
+                           const wchar_t* szDll = L"Varen_CA.dll");
     ~ActionSession();
     ActionSession(const ActionSession&) = delete;
     ActionSession& operator=(const ActionSession&) = delete;
@@ -34,6 +37,7 @@ class ActionSession {
     const std::vector<CapturedRecord>& Records() const { return m_records; }
     std::wstring Property(const wchar_t* szName) const;
     MSIHANDLE Handle() const { return m_hSession; }
+    HMODULE Module() const { return m_hDll; }
 
   private:
     static int __stdcall OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord);
