@@ -8,19 +8,25 @@ set(VAREN_HARDENING -fstack-protector-strong)
 set(VAREN_LINK_HARDENING -static -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
 add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
 
-# mingw-w64 has no import library for xmllite.dll: dlltool makes one from the
-# entry points the library calls, at configure time.
+# The installer loads the DLL afresh for every action, and with it every system DLL
+# of its import table that the installer's process does not already hold. setupapi
+# and xmllite serve a few actions only: they are bound on first call, through
+# delay-load import libraries that dlltool makes at configure time from the entry
+# points the library calls (runtime/delay_load.cpp loads them from the system folder).
 find_program(VAREN_DLLTOOL ${VAREN_TRIPLE}-dlltool REQUIRED)
-set(VAREN_XMLLITE_DEF ${CMAKE_SOURCE_DIR}/cmake/xmllite.def)
-set(VAREN_XMLLITE_LIB ${CMAKE_BINARY_DIR}/libxmllite.a)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VAREN_XMLLITE_DEF})
-execute_process(COMMAND ${VAREN_DLLTOOL} -d ${VAREN_XMLLITE_DEF} -l ${VAREN_XMLLITE_LIB}
-    COMMAND_ERROR_IS_FATAL ANY)
+set(VAREN_DELAY_LIBS)
+foreach(dll IN ITEMS setupapi xmllite)
+    set(def ${CMAKE_SOURCE_DIR}/cmake/${dll}.def)
+    set(lib ${CMAKE_BINARY_DIR}/lib${dll}_delay.a)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${def})
+    execute_process(COMMAND ${VAREN_DLLTOOL} -d ${def} -y ${lib} COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND VAREN_DELAY_LIBS ${lib})
+endforeach()
 
 # taskschd is a static library of the Task Scheduler's class and interface IDs
 # (the service itself is reached through COM, not imported).
-set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version setupapi
-    ${VAREN_XMLLITE_LIB} taskschd)
+set(VAREN_SYSTEM_LIBS msi advapi32 shell32 shlwapi ole32 oleaut32 user32 version
+    ${VAREN_DELAY_LIBS} taskschd)
 
 # The library's code is built once as objects: linked into the DLL, and into
 # white-box test programs that call helpers below the exports directly.
@@ -38,8 +44,17 @@ add_library(Varen_CA SHARED $<TARGET_OBJECTS:varen_core>)
 varen_guard_exports(Varen_CA ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
 set_target_properties(Varen_CA PROPERTIES PREFIX "" OUTPUT_NAME Varen_CA)
 # The map names what each object brings into the image (scripts/bench prints the largest).
+# Sections start on page boundaries in the file as in memory, so that the loader can
+# map the image as it stands; with the default 512-byte file alignment Wine reads it
+# section by section at every load, which was most of what loading a cheap action's
+# DLL cost once its import table held only DLLs the installer has loaded already.
 target_link_options(Varen_CA PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s
-    -Wl,-Map=${CMAKE_BINARY_DIR}/Varen_CA.map)
+    -Wl,--file-alignment=0x1000 -Wl,-Map=${CMAKE_BINARY_DIR}/Varen_CA.map)
+# With -fdata-sections the toolchain gives each zero-initialised object a .data
+# section of its own, written out in full: the crash reporter's static buffers put
+# some 60 KB of zeros into the file. Without it they go to .bss.
+set_source_files_properties(${CMAKE_SOURCE_DIR}/runtime/crash_report.cpp PROPERTIES
+    COMPILE_OPTIONS -fno-data-sections)
 target_link_libraries(Varen_CA PRIVATE ${VAREN_SYSTEM_LIBS})
 
 include(${CMAKE_CURRENT_LIST_DIR}/WineTests.cmake)

@@ -8,8 +8,10 @@
 #include <shlobj.h>
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -56,10 +58,13 @@ std::wstring GetProfilesFolder() {
     return cchFolder > 0 && cchFolder <= MAX_PATH ? ComparableForm(szFolder) : std::wstring();
 }
 
-// Whether strPath (in full form) is, or holds, one of the system's own folders or
-// a user's profile. Asked afresh for each removal: the action keeps no state.
-bool IsSystemFolderOrAbove(const std::wstring& strPath) {
-    const std::wstring strCandidate = ComparableForm(strPath.c_str());
+// The folders no removal may reach, in comparable form.
+struct ProtectedFolders {
+    std::vector<std::wstring> held; // neither these nor a folder above them
+    std::wstring strProfiles;       // nor this, a folder above it or one directly below it
+};
+
+ProtectedFolders ResolveProtectedFolders() {
     static constexpr int kSystemFolders[] = {
         CSIDL_WINDOWS,
         CSIDL_SYSTEM,
@@ -71,26 +76,42 @@ bool IsSystemFolderOrAbove(const std::wstring& strPath) {
         CSIDL_COMMON_APPDATA,
         CSIDL_PROFILE,
     };
+    ProtectedFolders folders;
     for (const int iCsidl : kSystemFolders) {
         wchar_t szFolder[MAX_PATH] = {};
         if (SUCCEEDED(SHGetFolderPathW(nullptr, iCsidl, nullptr, SHGFP_TYPE_CURRENT, szFolder)) &&
-            szFolder[0] != L'\0' && HoldsPath(strCandidate, ComparableForm(szFolder))) {
-            return true;
+            szFolder[0] != L'\0') {
+            folders.held.push_back(ComparableForm(szFolder));
         }
     }
     wchar_t szTemp[MAX_PATH + 1] = {};
     const DWORD cchTemp = GetTempPathW(MAX_PATH + 1, szTemp);
-    if (cchTemp > 0 && cchTemp <= MAX_PATH && HoldsPath(strCandidate, ComparableForm(szTemp))) {
+    if (cchTemp > 0 && cchTemp <= MAX_PATH) {
+        folders.held.push_back(ComparableForm(szTemp));
+    }
+    folders.strProfiles = GetProfilesFolder();
+    return folders;
+}
+
+// Whether strPath (in full form) is, or holds, one of the system's own folders or
+// a user's profile. The folders are resolved when the first removal is checked and
+// kept while the DLL is loaded (the installer loads it afresh for each action):
+// the shell takes about a millisecond per folder under Wine.
+bool IsSystemFolderOrAbove(const std::wstring& strPath) {
+    static const ProtectedFolders folders = ResolveProtectedFolders();
+    const std::wstring strCandidate = ComparableForm(strPath.c_str());
+    if (std::any_of(folders.held.begin(), folders.held.end(), [&](const std::wstring& strFolder) {
+            return HoldsPath(strCandidate, strFolder);
+        })) {
         return true;
     }
-    // The profiles folder, and each user's profile directly below it.
-    const std::wstring strProfiles = GetProfilesFolder();
-    if (strProfiles.empty()) {
+    if (folders.strProfiles.empty()) {
         return false;
     }
     const size_t iLast = strCandidate.find_last_of(L'\\');
-    return HoldsPath(strCandidate, strProfiles) ||
-           (iLast != std::wstring::npos && SamePath(strCandidate.substr(0, iLast), strProfiles));
+    return HoldsPath(strCandidate, folders.strProfiles) ||
+           (iLast != std::wstring::npos &&
+            SamePath(strCandidate.substr(0, iLast), folders.strProfiles));
 }
 
 // Runs the shell's delete on szPath once the guard allows it; returns the shell's

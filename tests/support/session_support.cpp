@@ -69,8 +69,54 @@ std::wstring ActionSession::Property(const wchar_t* szName) const {
 
 namespace {
 
+// The slot among the thunks at pNames/pSlots (name table and address table of one
+// imported DLL) through which szFunction (imported by name) is called, or nullptr.
+void** FindSlotByName(BYTE* pBase, IMAGE_THUNK_DATA* pNames, IMAGE_THUNK_DATA* pSlots,
+                      const char* szFunction) {
+    for (; pNames->u1.AddressOfData != 0; ++pNames, ++pSlots) {
+        if (IMAGE_SNAP_BY_ORDINAL(pNames->u1.Ordinal)) {
+            continue;
+        }
+        const auto* pName =
+            reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(pBase + pNames->u1.AddressOfData);
+        if (std::strcmp(reinterpret_cast<const char*>(pName->Name), szFunction) == 0) {
+            return reinterpret_cast<void**>(&pSlots->u1.Function);
+        }
+    }
+    return nullptr;
+}
+
+// The same for a DLL bound on first call. The linker leaves the delay-import
+// directory entry empty, so the descriptors (RVA-based, attribute 1) are found by
+// scanning the image's sections for one whose RVAs lie in the image and whose name
+// is szDll.
+void** FindDelayImportSlot(BYTE* pBase, const IMAGE_NT_HEADERS* pNt, const char* szDll,
+                           const char* szFunction) {
+    const DWORD cbImage = pNt->OptionalHeader.SizeOfImage;
+    const IMAGE_SECTION_HEADER* pSection = IMAGE_FIRST_SECTION(pNt);
+    for (WORD iSection = 0; iSection < pNt->FileHeader.NumberOfSections; ++iSection, ++pSection) {
+        const DWORD dwEnd = pSection->VirtualAddress + pSection->Misc.VirtualSize;
+        for (DWORD dwRva = pSection->VirtualAddress;
+             dwRva + sizeof(IMAGE_DELAYLOAD_DESCRIPTOR) <= dwEnd; dwRva += sizeof(DWORD)) {
+            const auto* pDesc = reinterpret_cast<const IMAGE_DELAYLOAD_DESCRIPTOR*>(pBase + dwRva);
+            if (pDesc->Attributes.AllAttributes != 1 || pDesc->DllNameRVA == 0 ||
+                pDesc->DllNameRVA >= cbImage || pDesc->ImportAddressTableRVA == 0 ||
+                pDesc->ImportAddressTableRVA >= cbImage || pDesc->ImportNameTableRVA == 0 ||
+                pDesc->ImportNameTableRVA >= cbImage ||
+                _stricmp(reinterpret_cast<const char*>(pBase + pDesc->DllNameRVA), szDll) != 0) {
+                continue;
+            }
+            return FindSlotByName(
+                pBase, reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->ImportNameTableRVA),
+                reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->ImportAddressTableRVA),
+                szFunction);
+        }
+    }
+    return nullptr;
+}
+
 // The address of the import table slot through which hModule calls
-// szDll!szFunction (imported by name), or nullptr.
+// szDll!szFunction (imported by name, at load or on first call), or nullptr.
 void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction) {
     auto* pBase = reinterpret_cast<BYTE*>(hModule);
     const auto* pDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase);
@@ -82,20 +128,13 @@ void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction
         if (_stricmp(reinterpret_cast<const char*>(pBase + pDesc->Name), szDll) != 0) {
             continue;
         }
-        auto* pNames = reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->OriginalFirstThunk);
-        auto* pSlots = reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->FirstThunk);
-        for (; pNames->u1.AddressOfData != 0; ++pNames, ++pSlots) {
-            if (IMAGE_SNAP_BY_ORDINAL(pNames->u1.Ordinal)) {
-                continue;
-            }
-            const auto* pName =
-                reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(pBase + pNames->u1.AddressOfData);
-            if (std::strcmp(reinterpret_cast<const char*>(pName->Name), szFunction) == 0) {
-                return reinterpret_cast<void**>(&pSlots->u1.Function);
-            }
+        if (void** ppSlot = FindSlotByName(
+                pBase, reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->OriginalFirstThunk),
+                reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->FirstThunk), szFunction)) {
+            return ppSlot;
         }
     }
-    return nullptr;
+    return FindDelayImportSlot(pBase, pNt, szDll, szFunction);
 }
 
 } // namespace
