@@ -94,7 +94,8 @@ add_library(probe_ca SHARED ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.cpp ${CMAKE_S
 set_target_properties(probe_ca PROPERTIES PREFIX "")
 # Built like the DLL, so that scripts/bench can use it as the size baseline.
 target_compile_options(probe_ca PRIVATE ${VAREN_WARNINGS} -Os -ffunction-sections -fdata-sections)
-target_link_options(probe_ca PRIVATE -static -Wl,--gc-sections -s)
+target_link_options(probe_ca PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s
+    -Wl,--file-alignment=0x1000)
 target_link_libraries(probe_ca PRIVATE msi)
 file(GLOB VAREN_E2E_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/e2e/*.test)
 foreach(script IN LISTS VAREN_E2E_TESTS)
@@ -109,7 +110,8 @@ endforeach()
 add_library(return_ca SHARED ${CMAKE_SOURCE_DIR}/bench/return_ca.cpp ${CMAKE_SOURCE_DIR}/bench/return_ca.def)
 set_target_properties(return_ca PROPERTIES PREFIX "")
 target_compile_options(return_ca PRIVATE ${VAREN_WARNINGS} -Os -ffunction-sections -fdata-sections)
-target_link_options(return_ca PRIVATE -static -Wl,--gc-sections -s)
+target_link_options(return_ca PRIVATE ${VAREN_LINK_HARDENING} -Wl,--gc-sections -s
+    -Wl,--file-alignment=0x1000)
 file(GLOB VAREN_BENCHES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bench/*_bench.cpp)
 foreach(src IN LISTS VAREN_BENCHES)
     get_filename_component(name ${src} NAME_WE)

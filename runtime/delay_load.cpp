@@ -19,11 +19,12 @@ FARPROC WINAPI LoadFromSystemFolder(unsigned uNotify, PDelayLoadInfo pInfo) {
     }
     char szPath[MAX_PATH];
     const UINT cchFolder = GetSystemDirectoryA(szPath, MAX_PATH);
-    if (cchFolder == 0 || cchFolder + lstrlenA(pInfo->szDll) + 2 > MAX_PATH) {
+    const UINT cchDll = static_cast<UINT>(lstrlenA(pInfo->szDll));
+    if (cchFolder == 0 || cchFolder + cchDll + 2 > MAX_PATH) {
         return nullptr; // never so for the system folder; the helper would load by name
     }
     szPath[cchFolder] = '\\';
-    lstrcpyA(szPath + cchFolder + 1, pInfo->szDll);
+    CopyMemory(szPath + cchFolder + 1, pInfo->szDll, cchDll + 1);
     return reinterpret_cast<FARPROC>(LoadLibraryA(szPath));
 }
 
