@@ -81,3 +81,12 @@ TEST(SetCfgValue, EveryOtherByteStays) {
     EXPECT_EQ("X=\xC3\xA9\xE2\x82\xAC\r\n", Edit("", L"X", L"\u00e9\u20ac"));
     EXPECT_EQ("A=x\r\n", Edit("", L"A", L"x\r\nB=evil")); // a line break cuts the value
 }
+
+TEST(GetCfgValue, BytesThatDoNotDecodeReadAsReplacements) {
+    // A valid two- and four-byte sequence, then a byte that starts none, a lead whose
+    // trail is missing, a sequence cut by the end of the value, and a lone trail byte.
+    const std::optional<CfgDocument> document =
+        ReadCfgDocument("A=\xC3\xA9\xF0\x9F\x98\x80\xFF\xC3\xE2\x82\r\n");
+    ASSERT_TRUE(document);
+    EXPECT_EQ(L"\u00e9\U0001F600\uFFFD\uFFFD\uFFFD\uFFFD", GetCfgValue(*document, L"A"));
+}
