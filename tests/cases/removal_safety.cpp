@@ -135,6 +135,13 @@ const int kLinks = Register({
      .data = kPid,
      .before = WithTarget({Link(N, kPackages, kTarget)}),
      .lines = CleanLines(kNotEmpty, kHasSubKeys)},
+    {.szName = "the last package takes Packages and Install in both views, not their sibling",
+     .szAction = "CleanRegistry",
+     .data = kPid,
+     .before = {Dword(NW, kPackage, L"iPackageLevel", 1),
+                Key(NW, L"SOFTWARE\\ORX Technologies\\InstallSibling")},
+     .lines = CleanLines(L"key deleted successfully ", L"key deleted successfully "),
+     .gone = {Key(NW, kInstall)}},
     // A key whose size cannot be read counts as not empty: it is kept.
     {.szName = "a key that cannot be read is kept",
      .szAction = "CleanRegistry",
