@@ -1,5 +1,6 @@
 #include "suite/profile_client_text.h"
 #include "suite/profiler_cleanup_text.h"
+#include "tasks/elevated_task_text.h"
 #include "tasks/schtasks_text.h"
 
 #include <gtest/gtest.h>
@@ -72,4 +73,19 @@ TEST(TaskText, CommandsCutToTheBufferLessItsTerminator) {
         EXPECT_EQ(std::min<size_t>(cchWhole, kcchTaskCommand - 1), strCommand.size()) << cchPath;
         EXPECT_EQ(cchWhole < kcchTaskCommand, strCommand.back() == L'"') << cchPath;
     }
+}
+
+// What the registered tasks run as, and when: the lines the Task Scheduler acts on.
+TEST(TaskText, TemplatesRunForUsersWithTheHighestRights) {
+    const std::wstring strLogon = BuildLogonTaskXml(L"PPC Task", L"C:\\P\\ppc.exe");
+    const std::wstring strOnDemand = BuildOnDemandTaskXml(L"A&B<C", L"\"C:\\x.exe\" /a & b");
+    for (const wchar_t* szLine :
+         {L"\n    <LogonTrigger>\n", L"\n      <GroupId>S-1-5-32-545</GroupId>\n",
+          L"\n      <RunLevel>HighestAvailable</RunLevel>\n",
+          L"\n    <MultipleInstancesPolicy>IgnoreNew</MultipleInstancesPolicy>\n",
+          L"\n    <ExecutionTimeLimit>PT72H</ExecutionTimeLimit>\n"}) {
+        EXPECT_NE(std::wstring::npos, strLogon.find(szLine)) << szLine;
+    }
+    EXPECT_NE(std::wstring::npos, strOnDemand.find(L"\n<RunLevel>HighestAvailable</RunLevel>\n"));
+    EXPECT_EQ(std::wstring::npos, strOnDemand.find(L"Trigger"));
 }
