@@ -11,26 +11,24 @@ const std::wstring kQuep = L"SOFTWARE\\QUEP";
 const std::wstring kPpc = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
 const std::wstring kDvr = L"SOFTWARE\\QVXDVR";
 const std::wstring kLauncherFolder = L"%CASE%\\PPC";
-const std::wstring kLauncherProgram = kLauncherFolder + L"\\QUEPLauncher.exe";
 // The launcher answers a stop before it ends: a service that ends as it answers
 // can lose the answer under Wine when the machine is busy.
 const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
 const wchar_t kStarted[] = L"Service started successfully.\n";
 // The launcher's command line, and the line that places it in its folder.
-const std::wstring kLauncherCommand = L"\"" + kLauncherProgram + L"\" " + kSlowStop;
+const std::wstring kLauncherCommand =
+    L"\"" + kLauncherFolder + L"\\QUEPLauncher.exe\" " + kSlowStop;
 const std::wstring kParentLine = L"Parent path of " + kLauncherCommand + L" is " + kLauncherFolder;
 
 Item Accepted(unsigned views, const wchar_t* szValue) {
     return Str(views, kAnalytics, L"AnalyticsAccepted", szValue);
 }
-
-// DeleteAnalyticsKey does not store its handle: an action that does goes first,
-// so that its lines reach this session.
-std::shared_ptr<void> StoreHandle(ActionSession& session) {
-    session.Call("RemoveCADriverSettings");
-    return nullptr;
+Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
+    return Service(L"QUEPLauncher", kLauncherFolder + L"\\QUEPLauncher.exe", strBehaviour, dwState);
 }
-const wchar_t kStoredLine[] = L"VAREN_CA: SearchCADriverRegKey  \n";
+Item HkcuDword(const std::wstring& strPath, const wchar_t* szName, DWORD dwValue) {
+    return Dword(N, strPath, szName, dwValue, HKEY_CURRENT_USER);
+}
 
 Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before,
            const wchar_t* szOwner) {
@@ -43,7 +41,6 @@ Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before
         .set = {{L"_QUEPStatus", szOwner}}};
 }
 const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER);
-const Item kActive = Dword(N, kQuep, L"QUEPStatus", 1, HKEY_CURRENT_USER);
 const Item kSuiteVersion = Str(N, kPpc, L"ProductVersion", L"1.0");
 
 // The pending-rename list with these UTF-16 characters (NULs included), and
@@ -58,17 +55,18 @@ Item Pending(std::wstring_view strList, bool fOddByte = false) {
                L"PendingFileRenameOperations", REG_MULTI_SZ, data);
 }
 
-Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
-    return Service(L"QUEPLauncher", kLauncherProgram, strBehaviour, dwState);
-}
-
 const int kCases = Register({
+    // Its view argument carries no view bit: the native key goes. The action does not
+    // store its handle, so one that does goes first for its lines to reach this session.
     {.szName = "the native key goes, the 32-bit one stays",
      .szAction = "DeleteAnalyticsKey",
      .before = {Accepted(NW, L"true"), Key(N, L"SOFTWARE\\QVX\\QVXAnalyticsOld")},
-     .lines = {kStoredLine, L"PPC Key deleted"},
+     .lines = {L"VAREN_CA: SearchCADriverRegKey  \n", L"PPC Key deleted"},
      .gone = {Key(N, kAnalytics)},
-     .arrange = StoreHandle},
+     .arrange = [](ActionSession& session) -> std::shared_ptr<void> {
+         session.Call("RemoveCADriverSettings");
+         return nullptr;
+     }},
     {.szName = "YES in any case turns the native value false",
      .szAction = "DisabelAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"yes"}},
@@ -78,21 +76,25 @@ const int kCases = Register({
      .szAction = "EnableAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"YES"}},
      .before = {Accepted(N, L"false")}},
-    Owner("an active client the suite did not install", {}, {kClient, kActive}, L"Client"),
-    Owner("the suite's own client on install", {}, {kClient, kActive, kSuiteVersion}, L"Suite"),
+    Owner("the suite's own client on install", {},
+          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Suite"),
     Owner("an active client still needs it on removal", {{L"REMOVE", L"ALL"}},
-          {kClient, kActive, kSuiteVersion}, L"Client"),
+          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Client"),
+    // A value too long to read is a value: the client owns the installation.
+    Owner("a client flag of 260 characters is set",
+          {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}}, {kSuiteVersion}, L"Client"),
     {.szName = "enabled with consent is tracked",
      .szAction = "TrackDVRAnalytics",
-     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, HKEY_CURRENT_USER), Accepted(N, L"true")},
+     .before = {HkcuDword(kDvr, L"QVXDVR_Enabled", 1), Accepted(N, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 1 \n"},
-     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 1, HKEY_CURRENT_USER)}},
-    {.szName = "without consent tracking stops",
+     .after = {HkcuDword(kDvr, L"QVXDVR_Tracked", 1)}},
+    {.szName = "without consent in the native view tracking stops",
      .szAction = "TrackDVRAnalytics",
-     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, HKEY_CURRENT_USER),
-                Dword(N, kDvr, L"QVXDVR_Tracked", 1, HKEY_CURRENT_USER), Accepted(W, L"true")},
+     .before = {HkcuDword(kDvr, L"QVXDVR_Enabled", 1), HkcuDword(kDvr, L"QVXDVR_Tracked", 1),
+                Accepted(W, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 0 \n"},
-     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 0, HKEY_CURRENT_USER)}},
+     .after = {HkcuDword(kDvr, L"QVXDVR_Tracked", 0)}},
+    // Each string is judged alone: the partner of a dropped one stays.
     {.szName =
          "the client's operations and every empty string go, damage is read, the launcher starts",
      .szAction = "AfterInstallPPC",
