@@ -49,15 +49,6 @@ std::shared_ptr<void> NoteWait(ActionSession&) {
     return Fault("kernel32.dll", "Sleep", reinterpret_cast<void*>(&NoteSleep));
 }
 
-// DeleteDirectory's lines for the path it removes, then the lines in more.
-Lines DeleteLines(const std::wstring& strPath, const Lines& more = {}) {
-    Lines lines = {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
-                   L"VAREN_CA DeleteDirectory " + strPath +
-                       L": no errors using SHFileOperation.  \n"};
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
-
 // CopyPXFile given strData: the copy's lines, and when szError is given, its failure.
 Case CopyCase(const char* szName, const std::wstring& strData, const wchar_t* szError) {
     const std::wstring strCopy = strData + L"\\orxpblup.dat to " + kPxFile;
@@ -140,7 +131,8 @@ const int kDriverSettings = Register({
     {.szName = "deletes the file alone",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile), File(kPxFolder + L"\\other.dat")},
-     .lines = DeleteLines(kPxFile),
+     .lines = {L"VAREN_CA DeleteDirectory attempting to delete " + kPxFile + L" \n",
+               L"VAREN_CA DeleteDirectory " + kPxFile + L": no errors using SHFileOperation.  \n"},
      .gone = {File(kPxFile)}},
     {.szName = "removes the machine's PixelSharp in both views, keeps QVX",
      .szAction = "ClearPixelRegValues",
@@ -158,9 +150,11 @@ const int kDriverSettings = Register({
      .szAction = "DeletePixelDirectory",
      .before = {File(kPrepif + L"\\HP Pixel Sharp\\PixelSharp.exe"),
                 File(kPrepif + L"\\Other\\o.exe"), File(kPrepif + L" Tools\\x.exe")},
-     .lines =
-         DeleteLines(kPrepif + L"\\HP Pixel Sharp", {L"VAREN_CA: DeletePixelDirectory " + kPrepif +
-                                                     L" is not empty and will not be deleted  \n"}),
+     .lines = {L"VAREN_CA DeleteDirectory attempting to delete " + kPrepif + L"\\HP Pixel Sharp \n",
+               L"VAREN_CA DeleteDirectory " + kPrepif +
+                   L"\\HP Pixel Sharp: no errors using SHFileOperation.  \n",
+               L"VAREN_CA: DeletePixelDirectory " + kPrepif +
+                   L" is not empty and will not be deleted  \n"},
      .gone = {Folder(kPrepif + L"\\HP Pixel Sharp")}},
 });
 

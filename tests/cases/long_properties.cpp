@@ -31,12 +31,6 @@ const int kLongProperties = Register({
                L"VAREN_CA DisplayBpp: 32 \n",
                L"VAREN_CA Could not get DisplayFreq. Default to 60  \n", L"CA buffer overflow\n"},
      .set = {{L"DisplayModeChange", kMode}}},
-    // A value too long to read is a value: the client owns the installation.
-    {.szName = "a client flag of 260 characters is set",
-     .szAction = "CheckForClients",
-     .properties = {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}},
-     .lines = {L"Varen_CA CheckForClients(), _QUEPStatus = Client \n"},
-     .set = {{L"_QUEPStatus", L"Client"}}},
 });
 
 } // namespace

@@ -9,10 +9,9 @@ namespace {
 const std::wstring kAnalytics = L"SOFTWARE\\QVX\\QVXAnalytics";
 const std::wstring kQuep = L"SOFTWARE\\QUEP";
 const std::wstring kPpc = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
-const std::wstring kDvr = L"SOFTWARE\\QVXDVR";
 const std::wstring kLauncherFolder = L"%CASE%\\PPC";
-// The launcher answers a stop before it ends: a service that ends as it answers
-// can lose the answer under Wine when the machine is busy.
+// The launcher answers a stop before it ends (one that ends as it answers can lose the
+// answer under Wine on a busy machine).
 const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
 const wchar_t kStarted[] = L"Service started successfully.\n";
 // The launcher's command line, and the line that places it in its folder.
@@ -83,17 +82,12 @@ const int kCases = Register({
     // A value too long to read is a value: the client owns the installation.
     Owner("a client flag of 260 characters is set",
           {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}}, {kSuiteVersion}, L"Client"),
-    {.szName = "enabled with consent is tracked",
-     .szAction = "TrackDVRAnalytics",
-     .before = {HkcuDword(kDvr, L"QVXDVR_Enabled", 1), Accepted(N, L"true")},
-     .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 1 \n"},
-     .after = {HkcuDword(kDvr, L"QVXDVR_Tracked", 1)}},
     {.szName = "without consent in the native view tracking stops",
      .szAction = "TrackDVRAnalytics",
-     .before = {HkcuDword(kDvr, L"QVXDVR_Enabled", 1), HkcuDword(kDvr, L"QVXDVR_Tracked", 1),
-                Accepted(W, L"true")},
+     .before = {HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Enabled", 1),
+                HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Tracked", 1), Accepted(W, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 0 \n"},
-     .after = {HkcuDword(kDvr, L"QVXDVR_Tracked", 0)}},
+     .after = {HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Tracked", 0)}},
     // Each string is judged alone: the partner of a dropped one stays.
     {.szName =
          "the client's operations and every empty string go, damage is read, the launcher starts",

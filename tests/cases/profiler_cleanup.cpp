@@ -77,9 +77,6 @@ Case RunCase(const char* szName, const char* szAction, const std::wstring& strCo
             .lines = {Line(szAction, L"running " + strCommand)},
             .commands = {strCommand}};
 }
-// The profiler in both views, each with its own code.
-const std::vector<Item> kBothViews = Profiler(N, kCode, Profiler(W, kWiseCode));
-
 std::vector<Item> Drivers(std::initializer_list<const wchar_t*> names) {
     std::vector<Item> items;
     for (const wchar_t* szName : names) {
@@ -120,9 +117,11 @@ const int kCases = Register({
                            L"/productName \"QVX Codrevo Performance Analyzer\" /silent",
             {Program(kHelp)}),
     RunCase("native entry first", "RemoveCAEntrance",
-            L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart", kBothViews),
+            L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart",
+            Profiler(N, kCode, Profiler(W, kWiseCode))),
     RunCase("32-bit entry first", "RemoveCAFromWise",
-            L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart", kBothViews),
+            L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart",
+            Profiler(N, kCode, Profiler(W, kWiseCode))),
     RebootCase("before 3.0.0.0 forces a restart", MAKELONG(99, 2), MAKELONG(0, 65535),
                L"2.99.65535.0", L"Force"),
     RebootCase("10.0 is later than 3.0, not earlier as text", MAKELONG(0, 10), 0, L"10.0.0.0", L""),

@@ -1,7 +1,6 @@
-// The install manager's settings file (UpdateCfg, UpdateVarenCfg, DisableRepairForVLM) and
-// its optional logging library "VLMLog.dll": a usable one in the install manager's folder
-// gets the lines (the stand-in built by the tests records its calls in "VLMLog.txt" beside
-// itself); any other is left alone, which the runner sees in the unchanged record.
+// The install manager's settings file and its optional logging library "VLMLog.dll": a
+// usable one in the install manager's folder gets the lines (the tests' stand-in records
+// its calls in "VLMLog.txt" beside it); any other is left alone, its record unchanged.
 #include "tests/support/cases.h"
 
 #include <fstream>
@@ -39,15 +38,6 @@ BOOL WINAPI RefuseMove(LPCWSTR, LPCWSTR, DWORD) {
     CountFault();
     SetLastError(ERROR_SHARING_VIOLATION);
     return FALSE;
-}
-
-// UTF-16 with its byte-order mark, from ASCII text.
-std::string Utf16(const std::string& strText) {
-    std::string strWide = "\xFF\xFE";
-    for (char ch : strText) {
-        strWide += {ch, '\0'};
-    }
-    return strWide;
 }
 
 const int kSettingsFile = Register({
@@ -96,18 +86,18 @@ const int kSettingsFile = Register({
                   File(kCfg, "InstallDir=x\n")}),
      .lines = {kUpdated},
      .after = {File(kCfg, "InstallDir=x\nVarenInstallDir=C:\\Suite\\\n")}},
-    // A UTF-16 file stays UTF-16; the 32-bit view names another install manager.
+    // The 32-bit view names another install manager.
     {.szName = "turns the repair offer off in place; unknown lines are kept and counted",
      .szAction = "DisableRepairForVLM",
      .before = {Str(N, kManager, L"InstallDir", L"%CASE%\\IM"),
                 Str(W, kManager, L"InstallDir", L"%CASE%\\IM32"),
-                File(kCfg, Utf16("[x\r\nEnableRepair = 1\r\n")),
+                File(kCfg, "[x\r\nEnableRepair = 1\r\n"),
                 File(L"%CASE%\\IM32\\InstallManager.cfg", "EnableRepair=1\r\n")},
      .lines = {L"VAREN_CA InstallManager.cfg has 1 lines it does not understand, kept as they "
                L"are: " +
                    kCfg + L" \n",
                kUpdated},
-     .after = {File(kCfg, Utf16("[x\r\nEnableRepair = 0\r\n"))}},
+     .after = {File(kCfg, "[x\r\nEnableRepair = 0\r\n")}},
 });
 
 } // namespace

@@ -1,7 +1,5 @@
-// The scheduled-task actions: the schtasks tasks of the settings application (a
-// stand-in records the command lines; Wine's own schtasks proves a task deleted), the
-// rewritten definition copies, and the elevated on-demand task registered through the
-// Task Scheduler service.
+// The scheduled-task actions: schtasks command lines (a stand-in records them; Wine's own
+// schtasks deletes), the rewritten definition copies, and the elevated on-demand task.
 #include "tests/support/cases.h"
 #include "tests/support/task_support.h"
 
@@ -55,10 +53,6 @@ std::wstring Tomorrow() {
     return szText;
 }
 
-const Item kBenchmarkDefinition = Utf16File(
-    kApp + L"\\StartPNBM.xml", L"<Task><Triggers><TimeTrigger><StartBoundary>2020-01-01"
-                               L"T00:00:00</StartBoundary></TimeTrigger></Triggers></Task>");
-
 // A removal action run with Wine's schtasks: it deletes its task, no other, and returns 1.
 Case RemoveCase(const char* szAction, const wchar_t* szTask) {
     return {.szName = "deletes its task and no other",
@@ -72,9 +66,8 @@ using RegisterTaskFn = HRESULT(STDMETHODCALLTYPE*)(ITaskFolder*, BSTR, BSTR, LON
                                                    TASK_LOGON_TYPE, VARIANT, IRegisteredTask**);
 RegisterTaskFn g_pfnRegisterTask = nullptr;
 
-// Notes into the session log what the action hands to ITaskFolder::RegisterTask, and
-// the definition's name and command, before passing the call on: Wine keeps only part
-// of a task (no run level, no command), so the call itself proves definition and account.
+// Notes what the action hands to ITaskFolder::RegisterTask, with the definition's name and
+// command: Wine keeps only part of a task (no run level, no command).
 HRESULT STDMETHODCALLTYPE NoteRegistration(ITaskFolder* pFolder, BSTR bstrPath, BSTR bstrXml,
                                            LONG lFlags, VARIANT user, VARIANT password,
                                            TASK_LOGON_TYPE logonType, VARIANT security,
@@ -94,10 +87,10 @@ HRESULT STDMETHODCALLTYPE NoteRegistration(ITaskFolder* pFolder, BSTR bstrPath, 
                              security, ppTask);
 }
 
-// Until the returned object goes, the action's thread is a single-threaded apartment and
-// the RegisterTask slot of the folders' shared method table (after IUnknown's 3 and
-// IDispatch's 4 methods) leads to NoteRegistration. The action must leave the thread
-// without COM: it uninitialises even the apartment it could not enter.
+// Until the returned object goes, the action's thread is a single-threaded apartment and the
+// RegisterTask slot of the folders' method table (after IUnknown's 3 and IDispatch's 4
+// methods) leads to NoteRegistration. The action uninitialises even the apartment it could
+// not enter, so the thread must be left without COM.
 std::shared_ptr<void> NoteRegistrations(ActionSession&) {
     HMODULE hTaskScheduler = LoadLibraryW(L"taskschd.dll"); // keeps the method table loaded
     EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
@@ -153,20 +146,17 @@ const int kCases = Register({
          Commands(L"StartDVR", L"%CASE%\\P&N\\StartDVR.xml", L"%CASE%\\P&N\\VSServCmd.exe", L"")},
     {.szName = "registers the copy that starts tomorrow",
      .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp), kBenchmarkDefinition,
+     .before = {Location(kApp),
+                Utf16File(kApp + L"\\StartPNBM.xml",
+                          L"<Task><Triggers><StartBoundary>2020-01-01T00:00:00</StartBoundary>"
+                          L"</Triggers></Task>"),
                 Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"11"), kSchtasks},
-     .after = {Utf16File(
-         L"%TEMP%StartPNBM.xml",
-         L"<Task>\r\n  <Triggers>\r\n    <TimeTrigger>\r\n      <StartBoundary>" + Tomorrow() +
-             L"</StartBoundary>\r\n    </TimeTrigger>\r\n  </Triggers>\r\n</Task>")},
+     .after = {Utf16File(L"%TEMP%StartPNBM.xml",
+                         L"<Task>\r\n  <Triggers>\r\n    <StartBoundary>" + Tomorrow() +
+                             L"</StartBoundary>\r\n  </Triggers>\r\n</Task>")},
      .commands =
          Commands(L"StartPNBM", L"%TEMP%StartPNBM.xml", kApp + L"\\pncmd.exe", L"benchmark"),
      .arrange = Faulty("msvcrt.dll", "_time64", &FixedTime)},
-    {.szName = "the benchmark already arranged: nothing",
-     .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp), kBenchmarkDefinition,
-                Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"1"), kSchtasks},
-     .gone = {File(L"%TEMP%StartPNBM.xml")}},
     {.szName = "starts the logon task",
      .szAction = "LaunchPN",
      .before = {kSchtasks},
