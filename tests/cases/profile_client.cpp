@@ -42,14 +42,11 @@ Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before
 const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER);
 const Item kSuiteVersion = Str(N, kPpc, L"ProductVersion", L"1.0");
 
-// The pending-rename list with these UTF-16 characters (NULs included), and
-// optionally one odd byte more.
-Item Pending(std::wstring_view strList, bool fOddByte = false) {
+// The pending-rename list with these UTF-16 characters (NULs included), then strTail's bytes.
+Item Pending(std::wstring_view strList, std::string_view strTail = "") {
     const auto* pBytes = reinterpret_cast<const BYTE*>(strList.data());
     std::vector<BYTE> data(pBytes, pBytes + strList.size() * sizeof(wchar_t));
-    if (fOddByte) {
-        data.push_back('A');
-    }
+    data.insert(data.end(), strTail.begin(), strTail.end());
     return Raw(N, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
                L"PendingFileRenameOperations", REG_MULTI_SZ, data);
 }
@@ -96,7 +93,7 @@ const int kCases = Register({
                         L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0\0"
                         L"\\??\\C:\\n.tmp\0\\??\\C:\\QVX\\Performance Profile Client\\n.dll\0"
                         L"Performance Profile Client\\b\0C:\\performance profile client\\c"sv,
-                        true),
+                        "A"),
                 Launcher(SERVICE_STOPPED)},
      .after = {Pending(L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0"
                        L"\\??\\C:\\n.tmp\0Performance Profile Client\\b\0"

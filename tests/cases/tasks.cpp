@@ -15,12 +15,9 @@ const Item kSchtasks = Program(L"%SYSTEM%\\schtasks.exe");
 
 // A UTF-16 file with its byte-order mark, as task definitions are written.
 Item Utf16File(std::wstring strPath, const std::wstring& strText) {
-    std::string strBytes = "\xFF\xFE";
-    for (wchar_t ch : strText) {
-        strBytes += static_cast<char>(ch & 0xFF);
-        strBytes += static_cast<char>(ch >> 8);
-    }
-    return File(std::move(strPath), strBytes);
+    const auto* pBytes = reinterpret_cast<const char*>(strText.data());
+    return File(std::move(strPath),
+                "\xFF\xFE" + std::string(pBytes, strText.size() * sizeof(wchar_t)));
 }
 
 Item Location(const std::wstring& strFolder, unsigned views = N) {
@@ -40,10 +37,7 @@ constexpr __time64_t kNow = 1714572187;
 
 __time64_t __cdecl FixedTime(__time64_t* pTime) {
     CountFault();
-    if (pTime != nullptr) {
-        *pTime = kNow;
-    }
-    return kNow;
+    return pTime != nullptr ? (*pTime = kNow) : kNow;
 }
 
 std::wstring Tomorrow() {
