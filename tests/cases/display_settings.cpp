@@ -1,6 +1,5 @@
-// The display and driver settings actions. Shims stand in where no real input steers a
-// call (the 20-second wait, the display mode); one that notes its call writes it into the
-// session's log, among the action's lines.
+// The display and driver settings actions. Shims stand in for the 20-second wait and the
+// display mode; one that notes its call writes it among the action's lines.
 #include "tests/support/cases.h"
 
 #include <msiquery.h>

@@ -81,10 +81,8 @@ HRESULT STDMETHODCALLTYPE NoteRegistration(ITaskFolder* pFolder, BSTR bstrPath, 
                              security, ppTask);
 }
 
-// Until the returned object goes, the action's thread is a single-threaded apartment and the
-// RegisterTask slot of the folders' method table (after IUnknown's 3 and IDispatch's 4
-// methods) leads to NoteRegistration. The action uninitialises even the apartment it could
-// not enter, so the thread must be left without COM.
+// While the result lives, the thread is a single-threaded apartment and the folders'
+// RegisterTask slot (after IUnknown's 3 and IDispatch's 4 methods) leads to NoteRegistration.
 std::shared_ptr<void> NoteRegistrations(ActionSession&) {
     HMODULE hTaskScheduler = LoadLibraryW(L"taskschd.dll"); // keeps the method table loaded
     EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
@@ -94,6 +92,7 @@ std::shared_ptr<void> NoteRegistrations(ActionSession&) {
     return std::shared_ptr<void>(nullptr, [=](void*) {
         ExchangeSlot(ppSlot, reinterpret_cast<void*>(g_pfnRegisterTask));
         FreeLibrary(hTaskScheduler);
+        // The action uninitialises even the apartment it could not enter.
         EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_MULTITHREADED)) << "COM left initialised";
         CoUninitialize();
     });
