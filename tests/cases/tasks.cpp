@@ -169,10 +169,10 @@ const int kCases = Register({
     RemoveCase("RemovePNSchedularTask", L"StartPN"),
     RemoveCase("RemoveDVRSchedularTask", L"StartDVR"),
     RemoveCase("RemoveSchedularTask", L"QVX Updater"),
-    {.szName = "on an STA thread: hands the definition to the service, replaces the task",
+    {.szName = "on an STA thread: hands the definition to the service, which makes the task",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .data = kData,
-     .before = {Task(L"VarenOnDemand"), Task(L"VarenOther")},
+     .before = {Task(L"VarenOther")},
      .lines =
          {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
           L"Command to launch " + kCommand, L"Username Bob",
