@@ -1,23 +1,25 @@
-// The display and driver settings actions. Shims stand in where no real input
-// steers a call (the 20-second wait, the display mode); one that
-// notes its call writes it into the session's log, so its place among the
-// action's lines shows when and with what it was called.
+// The display and driver settings actions. Shims stand in for the 20-second wait and the
+// display; one that notes its call writes it among the action's lines.
 #include "tests/support/cases.h"
 
 #include <msiquery.h>
-
-#include <vector>
 
 using namespace cases;
 
 namespace {
 
 const std::wstring kQvxKmd = L"SYSTEM\\CurrentControlSet\\Services\\qvxkmdag";
-const std::wstring kIntelKmd = L"SYSTEM\\CurrentControlSet\\Services\\intelkmd";
 const std::wstring kRunOnce = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
 const std::wstring kPxFolder = L"%COMMONFILES%\\ORX Technologies";
 const std::wstring kPxFile = kPxFolder + L"\\orxpblup.dat";
+const std::wstring kPrepif = L"%PROGRAMFILES%\\Prepif";
+const std::wstring kModeChange = L"VAREN_CA: DisplayModeChange  \n";
+// Wine's display adapter and the driver key its driver property names.
+const std::wstring kAdapterKey =
+    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E968-E325-11CE-BFC1-08002BE10318}\\0000";
+const std::wstring kDceFile = L"%PROGRAMDATA%\\QVX\\PN\\Analytics\\orxkmdag_dce.log";
 
+// The action's 20-second wait noted instead of waited for.
 void WINAPI NoteSleep(DWORD dwMilliseconds) {
     CountFault();
     Note(L"Sleep(" + std::to_wstring(dwMilliseconds) + L")");
@@ -27,43 +29,19 @@ void WINAPI NoteSleep(DWORD dwMilliseconds) {
 BOOL WINAPI ReportOtherMode(LPCWSTR, DWORD, DEVMODEW* pMode) {
     CountFault();
     pMode->dmPelsWidth = 1920;
-    pMode->dmPelsHeight = 1080;
     pMode->dmBitsPerPel = 16;
-    pMode->dmDisplayFrequency = 144;
-    pMode->dmFields = DM_PELSWIDTH | DM_PELSHEIGHT | DM_BITSPERPEL | DM_DISPLAYFREQUENCY |
-                      DM_POSITION | DM_DISPLAYFLAGS;
+    pMode->dmFields = DM_PELSWIDTH | DM_BITSPERPEL | DM_POSITION | DM_DISPLAYFLAGS;
     return TRUE;
 }
 
-LONG WINAPI RefuseMode(DEVMODEW* pMode, DWORD dwFlags) {
+LONG WINAPI NoteMode(DEVMODEW* pMode, DWORD dwFlags) {
     CountFault();
     wchar_t szText[200];
     wsprintfW(szText, L"ChangeDisplaySettingsW(%ux%u %u bpp %u Hz, fields %lX, size %u, flags %u)",
               pMode->dmPelsWidth, pMode->dmPelsHeight, pMode->dmBitsPerPel,
               pMode->dmDisplayFrequency, pMode->dmFields, pMode->dmSize, dwFlags);
     Note(szText);
-    return DISP_CHANGE_BADMODE;
-}
-
-// The action's 20-second wait noted instead of waited for.
-std::shared_ptr<void> NoteWait(ActionSession&) {
-    return Fault("kernel32.dll", "Sleep", reinterpret_cast<void*>(&NoteSleep));
-}
-
-const std::wstring kModeChange = L"VAREN_CA: DisplayModeChange  \n";
-
-// Wine's display adapter and the driver key its driver property names.
-const std::wstring kAdapterKey =
-    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E968-E325-11CE-BFC1-08002BE10318}\\0000";
-const std::wstring kDceFile = L"%PROGRAMDATA%\\QVX\\PN\\Analytics\\orxkmdag_dce.log";
-
-// DeleteDirectory's lines for the path it removes, then the lines in more.
-Lines DeleteLines(const std::wstring& strPath, const Lines& more = {}) {
-    Lines lines = {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
-                   L"VAREN_CA DeleteDirectory " + strPath +
-                       L": no errors using SHFileOperation.  \n"};
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
+    return DISP_CHANGE_SUCCESSFUL;
 }
 
 // CopyPXFile given strData: the copy's lines, and when szError is given, its failure.
@@ -82,29 +60,20 @@ Case CopyCase(const char* szName, const std::wstring& strData, const wchar_t* sz
             .after = {File(kPxFile, szError ? "old" : "new list")}};
 }
 
-const std::wstring kPrepif = L"%PROGRAMFILES%\\Prepif";
-
 const int kDriverSettings = Register({
-    {.szName = "waits 20 seconds between its two lines, then sets the mode",
+    {.szName = "waits 20 seconds between its two lines, then asks for 1024x768x32 at 60 Hz",
      .szAction = "DisplayModeChange",
-     .lines = {kModeChange, L"Sleep(20000)", kModeChange,
-               L"VAREN_CA: DisplayModeChange completed.\n"},
-     .szWine = "the null display driver accepts 1024x768",
-     .arrange = NoteWait},
-    {.szName = "asks for 1024x768x32 at 60 Hz whatever the current mode; refused: 1603",
-     .szAction = "DisplayModeChange",
-     .uReturn = 1603,
      .lines = {kModeChange, L"Sleep(20000)", kModeChange,
                L"ChangeDisplaySettingsW(1024x768 32 bpp 60 Hz, fields 5C0000, size 220, flags 1)",
-               L"VAREN_CA: DisplayModeChange failed to change display settings.\n"},
+               L"VAREN_CA: DisplayModeChange completed.\n"},
      .arrange =
-         [](ActionSession& session) {
+         [](ActionSession&) {
              return std::make_shared<std::vector<std::shared_ptr<void>>>(
-                 std::vector{NoteWait(session),
+                 std::vector{Fault("kernel32.dll", "Sleep", reinterpret_cast<void*>(&NoteSleep)),
                              Fault("user32.dll", "EnumDisplaySettingsW",
                                    reinterpret_cast<void*>(&ReportOtherMode)),
                              Fault("user32.dll", "ChangeDisplaySettingsW",
-                                   reinterpret_cast<void*>(&RefuseMode))});
+                                   reinterpret_cast<void*>(&NoteMode))});
          }},
     {.szName = "64-bit Windows: the 64-bit view only, over a value of another type",
      .szAction = "EnableAero",
@@ -119,7 +88,7 @@ const int kDriverSettings = Register({
      .before = {File(kPxFile, std::string("\x01\x02\x00\xff", 4)),
                 Str(N, kQvxKmd, L"Blacklist", L"old"), Dword(N, kQvxKmd, L"Start", 3)},
      .lines = {L"VAREN_CA: Search Service RegKey  \n", L"VAREN_CA: Set key successfully  \n"},
-     .gone = {Key(N, kIntelKmd)},
+     .gone = {Key(N, L"SYSTEM\\CurrentControlSet\\Services\\intelkmd")},
      .after = {Raw(N, kQvxKmd, L"Blacklist", REG_BINARY, {1, 2, 0, 0xff})}},
     {.szName = "a file over 64 KB is no blacklist",
      .szAction = "SetPXBLRegKey",
@@ -133,11 +102,7 @@ const int kDriverSettings = Register({
      .uReturn = 1,
      .lines = {L"VAREN_CA: SearchDriverRegKey  \n"},
      .gone = {Str(N, kQvxKmd, L"Blacklist", L"")},
-     .after = {Key(N, kIntelKmd)}},
-    {.szName = "no Qorvexa adapter: nothing made",
-     .szAction = "SetDCLogFileRegistry",
-     .lines = {L"VAREN_CA: SetDCLogFileRegistry found no Qorvexa display driver  \n"},
-     .gone = {Folder(L"%PROGRAMDATA%\\QVX\\PN"), Str(N, kAdapterKey, L"DalDCELogFilePath", L"")}},
+     .after = {Key(N, L"SYSTEM\\CurrentControlSet\\Services\\intelkmd")}},
     {.szName = "a Qorvexa driver's key gets the log path and its size",
      .szAction = "SetDCLogFileRegistry",
      .before = {Str(N, kAdapterKey, L"ProviderName", L"Qorvexa"),
@@ -154,7 +119,8 @@ const int kDriverSettings = Register({
     {.szName = "deletes the file alone",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile), File(kPxFolder + L"\\other.dat")},
-     .lines = DeleteLines(kPxFile),
+     .lines = {L"VAREN_CA DeleteDirectory attempting to delete " + kPxFile + L" \n",
+               L"VAREN_CA DeleteDirectory " + kPxFile + L": no errors using SHFileOperation.  \n"},
      .gone = {File(kPxFile)}},
     {.szName = "removes the machine's PixelSharp in both views, keeps QVX",
      .szAction = "ClearPixelRegValues",
@@ -172,9 +138,11 @@ const int kDriverSettings = Register({
      .szAction = "DeletePixelDirectory",
      .before = {File(kPrepif + L"\\HP Pixel Sharp\\PixelSharp.exe"),
                 File(kPrepif + L"\\Other\\o.exe"), File(kPrepif + L" Tools\\x.exe")},
-     .lines =
-         DeleteLines(kPrepif + L"\\HP Pixel Sharp", {L"VAREN_CA: DeletePixelDirectory " + kPrepif +
-                                                     L" is not empty and will not be deleted  \n"}),
+     .lines = {L"VAREN_CA DeleteDirectory attempting to delete " + kPrepif + L"\\HP Pixel Sharp \n",
+               L"VAREN_CA DeleteDirectory " + kPrepif +
+                   L"\\HP Pixel Sharp: no errors using SHFileOperation.  \n",
+               L"VAREN_CA: DeletePixelDirectory " + kPrepif +
+                   L" is not empty and will not be deleted  \n"},
      .gone = {Folder(kPrepif + L"\\HP Pixel Sharp")}},
 });
 

@@ -9,28 +9,25 @@ namespace {
 const std::wstring kAnalytics = L"SOFTWARE\\QVX\\QVXAnalytics";
 const std::wstring kQuep = L"SOFTWARE\\QUEP";
 const std::wstring kPpc = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
-const std::wstring kDvr = L"SOFTWARE\\QVXDVR";
 const std::wstring kLauncherFolder = L"%CASE%\\PPC";
-const std::wstring kLauncherProgram = kLauncherFolder + L"\\QUEPLauncher.exe";
-// The launcher answers a stop before it ends: a service that ends as it answers
-// can lose the answer under Wine when the machine is busy.
+// The launcher answers a stop before it ends (one that ends as it answers can lose the
+// answer under Wine on a busy machine).
 const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
 const wchar_t kStarted[] = L"Service started successfully.\n";
 // The launcher's command line, and the line that places it in its folder.
-const std::wstring kLauncherCommand = L"\"" + kLauncherProgram + L"\" " + kSlowStop;
+const std::wstring kLauncherCommand =
+    L"\"" + kLauncherFolder + L"\\QUEPLauncher.exe\" " + kSlowStop;
 const std::wstring kParentLine = L"Parent path of " + kLauncherCommand + L" is " + kLauncherFolder;
 
 Item Accepted(unsigned views, const wchar_t* szValue) {
     return Str(views, kAnalytics, L"AnalyticsAccepted", szValue);
 }
-
-// DeleteAnalyticsKey does not store its handle: an action that does goes first,
-// so that its lines reach this session.
-std::shared_ptr<void> StoreHandle(ActionSession& session) {
-    session.Call("RemoveCADriverSettings");
-    return nullptr;
+Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
+    return Service(L"QUEPLauncher", kLauncherFolder + L"\\QUEPLauncher.exe", strBehaviour, dwState);
 }
-const wchar_t kStoredLine[] = L"VAREN_CA: SearchCADriverRegKey  \n";
+Item HkcuDword(const std::wstring& strPath, const wchar_t* szName, DWORD dwValue) {
+    return Dword(N, strPath, szName, dwValue, HKEY_CURRENT_USER);
+}
 
 Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before,
            const wchar_t* szOwner) {
@@ -43,32 +40,29 @@ Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before
         .set = {{L"_QUEPStatus", szOwner}}};
 }
 const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER);
-const Item kActive = Dword(N, kQuep, L"QUEPStatus", 1, HKEY_CURRENT_USER);
 const Item kSuiteVersion = Str(N, kPpc, L"ProductVersion", L"1.0");
 
-// The pending-rename list with these UTF-16 characters (NULs included), and
-// optionally one odd byte more.
-Item Pending(std::wstring_view strList, bool fOddByte = false) {
+// The pending-rename list with these UTF-16 characters (NULs included), then strTail's bytes.
+Item Pending(std::wstring_view strList, std::string_view strTail = "") {
     const auto* pBytes = reinterpret_cast<const BYTE*>(strList.data());
     std::vector<BYTE> data(pBytes, pBytes + strList.size() * sizeof(wchar_t));
-    if (fOddByte) {
-        data.push_back('A');
-    }
+    data.insert(data.end(), strTail.begin(), strTail.end());
     return Raw(N, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
                L"PendingFileRenameOperations", REG_MULTI_SZ, data);
 }
 
-Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
-    return Service(L"QUEPLauncher", kLauncherProgram, strBehaviour, dwState);
-}
-
 const int kCases = Register({
+    // Its view argument carries no view bit: the native key goes. The action does not
+    // store its handle, so one that does goes first for its lines to reach this session.
     {.szName = "the native key goes, the 32-bit one stays",
      .szAction = "DeleteAnalyticsKey",
      .before = {Accepted(NW, L"true"), Key(N, L"SOFTWARE\\QVX\\QVXAnalyticsOld")},
-     .lines = {kStoredLine, L"PPC Key deleted"},
+     .lines = {L"VAREN_CA: SearchCADriverRegKey  \n", L"PPC Key deleted"},
      .gone = {Key(N, kAnalytics)},
-     .arrange = StoreHandle},
+     .arrange = [](ActionSession& session) -> std::shared_ptr<void> {
+         session.Call("RemoveCADriverSettings");
+         return nullptr;
+     }},
     {.szName = "YES in any case turns the native value false",
      .szAction = "DisabelAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"yes"}},
@@ -78,21 +72,20 @@ const int kCases = Register({
      .szAction = "EnableAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"YES"}},
      .before = {Accepted(N, L"false")}},
-    Owner("an active client the suite did not install", {}, {kClient, kActive}, L"Client"),
-    Owner("the suite's own client on install", {}, {kClient, kActive, kSuiteVersion}, L"Suite"),
+    Owner("the suite's own client on install", {},
+          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Suite"),
     Owner("an active client still needs it on removal", {{L"REMOVE", L"ALL"}},
-          {kClient, kActive, kSuiteVersion}, L"Client"),
-    {.szName = "enabled with consent is tracked",
+          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Client"),
+    // A value too long to read is a value: the client owns the installation.
+    Owner("a client flag of 260 characters is set",
+          {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}}, {kSuiteVersion}, L"Client"),
+    {.szName = "without consent in the native view tracking stops",
      .szAction = "TrackDVRAnalytics",
-     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, HKEY_CURRENT_USER), Accepted(N, L"true")},
-     .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 1 \n"},
-     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 1, HKEY_CURRENT_USER)}},
-    {.szName = "without consent tracking stops",
-     .szAction = "TrackDVRAnalytics",
-     .before = {Dword(N, kDvr, L"QVXDVR_Enabled", 1, HKEY_CURRENT_USER),
-                Dword(N, kDvr, L"QVXDVR_Tracked", 1, HKEY_CURRENT_USER), Accepted(W, L"true")},
+     .before = {HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Enabled", 1),
+                HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Tracked", 1), Accepted(W, L"true")},
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 0 \n"},
-     .after = {Dword(N, kDvr, L"QVXDVR_Tracked", 0, HKEY_CURRENT_USER)}},
+     .after = {HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Tracked", 0)}},
+    // Each string is judged alone: the partner of a dropped one stays.
     {.szName =
          "the client's operations and every empty string go, damage is read, the launcher starts",
      .szAction = "AfterInstallPPC",
@@ -100,7 +93,7 @@ const int kCases = Register({
                         L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0\0"
                         L"\\??\\C:\\n.tmp\0\\??\\C:\\QVX\\Performance Profile Client\\n.dll\0"
                         L"Performance Profile Client\\b\0C:\\performance profile client\\c"sv,
-                        true),
+                        "A"),
                 Launcher(SERVICE_STOPPED)},
      .after = {Pending(L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0"
                        L"\\??\\C:\\n.tmp\0Performance Profile Client\\b\0"

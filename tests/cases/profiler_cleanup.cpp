@@ -11,22 +11,21 @@ const std::wstring kServices = L"SYSTEM\\CurrentControlSet\\services\\";
 const std::wstring kDrivers = L"%SYSTEM%\\Drivers\\";
 const std::wstring kKey = L"SOFTWARE\\QVX\\Codrevo\\Key";
 const std::wstring kUninstall = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-const std::wstring kName = L"Codrevo Performance Analyzer";
 const std::wstring kCode = L"{6D1A2B3C-4E5F-4061-8293-A4B5C6D7E8F9}";
 const std::wstring kWiseCode = L"{0F1E2D3C-4B5A-4968-8776-655443322110}";
 const std::wstring kUninstaller = L"%CASE%\\uninst.exe";
 const std::wstring kFolder = L"%CASE%\\Codrevo";
 const std::wstring kHelp = L"%PROGRAMFILES32%\\Microsoft Help Viewer\\v1.0\\HelpLibManager.exe";
-const std::wstring kHelpSwitches = L"\" /product VS /version 100 /locale en-us ";
+const std::wstring kHelpCommand = L"\"" + kHelp + L"\" /product VS /version 100 /locale en-us ";
 const std::wstring kProgram = kFolder + L"\\bin\\Codrevo.exe";
 
-// The profiler in views: its product code, its uninstall entry (run by the stand-in kUninstaller,
-// placed too) and its folder.
+// The profiler in views: its product code, its uninstall entry (run by the stand-in
+// kUninstaller, placed too) and its folder.
 std::vector<Item> Profiler(unsigned views, const std::wstring& strCode,
                            std::vector<Item> more = {}) {
     more.insert(more.end(),
                 {Str(views, L"SOFTWARE\\QVX\\Codrevo\\Install", L"ProductCode", strCode),
-                 Str(views, kUninstall + strCode, L"DisplayName", kName),
+                 Str(views, kUninstall + strCode, L"DisplayName", L"Codrevo Performance Analyzer"),
                  Str(views, kUninstall + strCode, L"UninstallString",
                      L"\"" + kUninstaller + L"\" /X" + strCode),
                  Str(views, kKey, L"InstallDir", kFolder), Program(kUninstaller)});
@@ -78,10 +77,6 @@ Case RunCase(const char* szName, const char* szAction, const std::wstring& strCo
             .lines = {Line(szAction, L"running " + strCommand)},
             .commands = {strCommand}};
 }
-const std::wstring kHelpCommand = L"\"" + kHelp + kHelpSwitches;
-// The profiler in both views, each with its own code.
-const std::vector<Item> kBothViews = Profiler(N, kCode, Profiler(W, kWiseCode));
-
 std::vector<Item> Drivers(std::initializer_list<const wchar_t*> names) {
     std::vector<Item> items;
     for (const wchar_t* szName : names) {
@@ -122,9 +117,11 @@ const int kCases = Register({
                            L"/productName \"QVX Codrevo Performance Analyzer\" /silent",
             {Program(kHelp)}),
     RunCase("native entry first", "RemoveCAEntrance",
-            L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart", kBothViews),
+            L"\"" + kUninstaller + L"\" /X" + kCode + L" /qn /norestart",
+            Profiler(N, kCode, Profiler(W, kWiseCode))),
     RunCase("32-bit entry first", "RemoveCAFromWise",
-            L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart", kBothViews),
+            L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart",
+            Profiler(N, kCode, Profiler(W, kWiseCode))),
     RebootCase("before 3.0.0.0 forces a restart", MAKELONG(99, 2), MAKELONG(0, 65535),
                L"2.99.65535.0", L"Force"),
     RebootCase("10.0 is later than 3.0, not earlier as text", MAKELONG(0, 10), 0, L"10.0.0.0", L""),

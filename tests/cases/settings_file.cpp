@@ -1,5 +1,10 @@
-// The install manager's settings file: UpdateCfg, UpdateVarenCfg, DisableRepairForVLM.
+// The install manager's settings file and its optional logging library "VLMLog.dll": a
+// usable one in the install manager's folder gets the lines (the tests' stand-in records
+// its calls in "VLMLog.txt" beside it); any other is left alone, its record unchanged.
 #include "tests/support/cases.h"
+
+#include <fstream>
+#include <iterator>
 
 using namespace cases;
 
@@ -8,6 +13,26 @@ namespace {
 const std::wstring kManager = L"SOFTWARE\\ORX Technologies\\Install\\ORX Velium Install Manager";
 const std::wstring kCfg = L"%CASE%\\IM\\InstallManager.cfg";
 const std::wstring kUpdated = L"VAREN_CA InstallManager.cfg updated: " + kCfg + L" \n";
+const std::wstring kCreated = L"VAREN_CA InstallManager.cfg created: " + kCfg + L" \n";
+
+// A file built beside the test program, as bytes.
+std::string Built(const wchar_t* szName) {
+    wchar_t szSelf[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
+    const std::wstring strPath = szSelf;
+    std::ifstream file((strPath.substr(0, strPath.find_last_of(L'\\') + 1) + szName).c_str(),
+                       std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// strImage as "VLMLog.dll" in strFolder, its record started, and more beside them.
+std::vector<Item> Library(const std::wstring& strFolder, const std::string& strImage,
+                          std::vector<Item> more = {}) {
+    more.push_back(File(strFolder + L"\\VLMLog.dll", strImage));
+    more.push_back(File(strFolder + L"\\VLMLog.txt", "before\n"));
+    return more;
+}
+const std::string kStandIn = Built(L"vlmlog_standin.dll");
 
 BOOL WINAPI RefuseMove(LPCWSTR, LPCWSTR, DWORD) {
     CountFault();
@@ -15,35 +40,32 @@ BOOL WINAPI RefuseMove(LPCWSTR, LPCWSTR, DWORD) {
     return FALSE;
 }
 
-// UTF-16 with its byte-order mark, from ASCII text.
-std::string Utf16(const std::string& strText) {
-    std::string strWide = "\xFF\xFE";
-    for (char ch : strText) {
-        strWide += {ch, '\0'};
-    }
-    return strWide;
-}
-
 const int kSettingsFile = Register({
-    {.szName = "creates the file with the folder",
+    {.szName = "creates the file and mirrors its lines into a usable library",
      .szAction = "UpdateCfg",
      .data = L"%CASE%\\IM\\",
-     .before = {Folder(L"%CASE%\\IM")},
-     .lines = {L"CustomActionData: %CASE%\\IM\\",
-               L"VAREN_CA InstallManager.cfg created: " + kCfg + L" \n"},
-     .after = {File(kCfg, "InstallDir=%CASE%\\IM\\\r\n")}},
+     .before = Library(L"%CASE%\\IM", kStandIn),
+     .lines = {L"CustomActionData: %CASE%\\IM\\", kCreated},
+     .after = {File(kCfg, "InstallDir=%CASE%\\IM\\\r\n"),
+               File(L"%CASE%\\IM\\VLMLog.txt", "before\nopen Varen_CA\n" +
+                                                   std::string(kCreated.begin(), kCreated.end()) +
+                                                   "\nclose\n")}},
     // Comments, other keys, line ends and bytes that are no ASCII stay as they are.
-    {.szName = "changes the value in place and keeps every other byte",
+    {.szName = "changes the value in place and keeps every other byte; another library version",
      .szAction = "UpdateCfg",
      .data = L"%CASE%\\IM\\",
-     .before = {File(kCfg, "; manager\r\nLanguage=\xE9n\n\r\n installdir = C:\\Old \r\n# end")},
+     .before =
+         Library(L"%CASE%\\IM", kStandIn,
+                 {File(L"%CASE%\\IM\\VLMLog.version", "2"),
+                  File(kCfg, "; manager\r\nLanguage=\xE9n\n\r\n installdir = C:\\Old \r\n# end")}),
      .lines = {L"CustomActionData: %CASE%\\IM\\", kUpdated},
      .after = {File(kCfg, "; manager\r\nLanguage=\xE9n\n\r\n installdir = %CASE%\\IM\\\r\n# end")}},
     // The new file is written beside the old one and moved over it, never written in place.
-    {.szName = "a failed replace leaves the old file and no sibling",
+    {.szName = "a failed replace leaves the old file and no sibling; a library without entries",
      .szAction = "UpdateCfg",
      .data = L"%CASE%\\IM\\",
-     .before = {File(kCfg, "InstallDir=C:\\Old\r\n")},
+     .before =
+         Library(L"%CASE%\\IM", Built(L"probe_ca.dll"), {File(kCfg, "InstallDir=C:\\Old\r\n")}),
      .lines = {L"CustomActionData: %CASE%\\IM\\",
                L"VAREN_CA InstallManager.cfg could not be written, error 32: " + kCfg + L" \n"},
      .gone = {File(kCfg + L".new")},
@@ -52,27 +74,30 @@ const int kSettingsFile = Register({
      .szAction = "UpdateCfg",
      .lines = {L"CustomActionData: ",
                L"VAREN_CA UpdateCfg: no install manager folder in CustomActionData \n"}},
-    // The 32-bit view names another folder, where nothing may be written.
+    // The 32-bit view names another folder, where nothing may be written; a library in the
+    // current folder is never loaded.
     {.szName = "records the suite's folder",
      .szAction = "UpdateVarenCfg",
-     .before = {Str(N, kManager, L"InstallDir", L"%CASE%\\IM"),
-                Str(N, L"SOFTWARE\\ORX Technologies\\Install", L"InstallDir", L"C:\\Suite\\"),
-                Str(W, L"SOFTWARE\\ORX Technologies\\Install", L"InstallDir", L"C:\\Wow\\"),
-                File(kCfg, "InstallDir=x\n")},
+     .before =
+         Library(L"%CURRENT%", kStandIn,
+                 {Str(N, kManager, L"InstallDir", L"%CASE%\\IM"),
+                  Str(N, L"SOFTWARE\\ORX Technologies\\Install", L"InstallDir", L"C:\\Suite\\"),
+                  Str(W, L"SOFTWARE\\ORX Technologies\\Install", L"InstallDir", L"C:\\Wow\\"),
+                  File(kCfg, "InstallDir=x\n")}),
      .lines = {kUpdated},
      .after = {File(kCfg, "InstallDir=x\nVarenInstallDir=C:\\Suite\\\n")}},
-    // A UTF-16 file stays UTF-16; the 32-bit view names another install manager.
+    // The 32-bit view names another install manager.
     {.szName = "turns the repair offer off in place; unknown lines are kept and counted",
      .szAction = "DisableRepairForVLM",
      .before = {Str(N, kManager, L"InstallDir", L"%CASE%\\IM"),
                 Str(W, kManager, L"InstallDir", L"%CASE%\\IM32"),
-                File(kCfg, Utf16("[x\r\nEnableRepair = 1\r\n")),
+                File(kCfg, "[x\r\nEnableRepair = 1\r\n"),
                 File(L"%CASE%\\IM32\\InstallManager.cfg", "EnableRepair=1\r\n")},
      .lines = {L"VAREN_CA InstallManager.cfg has 1 lines it does not understand, kept as they "
                L"are: " +
                    kCfg + L" \n",
                kUpdated},
-     .after = {File(kCfg, Utf16("[x\r\nEnableRepair = 0\r\n"))}},
+     .after = {File(kCfg, "[x\r\nEnableRepair = 0\r\n")}},
 });
 
 } // namespace

@@ -1,15 +1,9 @@
-// The scheduled-task actions: the schtasks tasks of the settings application (a
-// stand-in records the command lines; Wine's own schtasks proves a task made or
-// deleted), the rewritten definition copies, and the elevated on-demand task
-// registered through the Task Scheduler service.
+// The scheduled-task actions: schtasks command lines (a stand-in records them; Wine's own
+// schtasks deletes), the rewritten definition copies, and the elevated on-demand task.
 #include "tests/support/cases.h"
 #include "tests/support/task_support.h"
 
 #include <gtest/gtest.h>
-#include <msiquery.h>
-
-#include <ctime>
-#include <utility>
 
 using namespace cases;
 
@@ -21,16 +15,13 @@ const Item kSchtasks = Program(L"%SYSTEM%\\schtasks.exe");
 
 // A UTF-16 file with its byte-order mark, as task definitions are written.
 Item Utf16File(std::wstring strPath, const std::wstring& strText) {
-    std::string strBytes = "\xFF\xFE";
-    for (wchar_t ch : strText) {
-        strBytes += static_cast<char>(ch & 0xFF);
-        strBytes += static_cast<char>(ch >> 8);
-    }
-    return File(std::move(strPath), strBytes);
+    const auto* pBytes = reinterpret_cast<const char*>(strText.data());
+    return File(std::move(strPath),
+                "\xFF\xFE" + std::string(pBytes, strText.size() * sizeof(wchar_t)));
 }
 
-Item Location(const std::wstring& strFolder) {
-    return Str(N, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", strFolder);
+Item Location(const std::wstring& strFolder, unsigned views = N) {
+    return Str(views, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", strFolder);
 }
 
 // The create and change command lines of a task.
@@ -40,19 +31,13 @@ Lines Commands(const std::wstring& strTask, const std::wstring& strXml,
             L"schtasks /change /TN \"" + strTask + L"\" /TR \"\\\"" + strProgram + L"\\\" " +
                 strArgument + L"\""};
 }
-// With a Location that ends in "\": not doubled before the file name, but before pncmd.
-const Lines kStartPnCommands =
-    Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay");
 
 // The run-once task starts one day after this moment (the action's clock is fixed to it).
 constexpr __time64_t kNow = 1714572187;
 
 __time64_t __cdecl FixedTime(__time64_t* pTime) {
     CountFault();
-    if (pTime != nullptr) {
-        *pTime = kNow;
-    }
-    return kNow;
+    return pTime != nullptr ? (*pTime = kNow) : kNow;
 }
 
 std::wstring Tomorrow() {
@@ -61,10 +46,6 @@ std::wstring Tomorrow() {
     wcsftime(szText, 32, L"%Y-%m-%dT%H:%M:%S", _localtime64(&tTomorrow));
     return szText;
 }
-
-const Item kBenchmarkDefinition = Utf16File(
-    kApp + L"\\StartPNBM.xml", L"<Task><Triggers><TimeTrigger><StartBoundary>2020-01-01"
-                               L"T00:00:00</StartBoundary></TimeTrigger></Triggers></Task>");
 
 // A removal action run with Wine's schtasks: it deletes its task, no other, and returns 1.
 Case RemoveCase(const char* szAction, const wchar_t* szTask) {
@@ -79,10 +60,8 @@ using RegisterTaskFn = HRESULT(STDMETHODCALLTYPE*)(ITaskFolder*, BSTR, BSTR, LON
                                                    TASK_LOGON_TYPE, VARIANT, IRegisteredTask**);
 RegisterTaskFn g_pfnRegisterTask = nullptr;
 
-// Notes into the session log what the action hands to ITaskFolder::RegisterTask,
-// and the definition's name and command, before passing the call on. Wine keeps
-// only part of a task (no run level, no command), so the call itself is what
-// proves the task's definition and account.
+// Notes what the action hands to ITaskFolder::RegisterTask, with the definition's name and
+// command: Wine keeps only part of a task (no run level, no command).
 HRESULT STDMETHODCALLTYPE NoteRegistration(ITaskFolder* pFolder, BSTR bstrPath, BSTR bstrXml,
                                            LONG lFlags, VARIANT user, VARIANT password,
                                            TASK_LOGON_TYPE logonType, VARIANT security,
@@ -102,60 +81,45 @@ HRESULT STDMETHODCALLTYPE NoteRegistration(ITaskFolder* pFolder, BSTR bstrPath, 
                              security, ppTask);
 }
 
-// While it lives, the action's thread is a single-threaded apartment and the
-// RegisterTask slot of the folders' shared method table (after IUnknown's 3 and
-// IDispatch's 4 methods) leads to NoteRegistration. The action must leave the
-// thread without COM: it uninitialises even the apartment it could not enter.
-class RegistrationNotes {
-  public:
-    RegistrationNotes() : m_hTaskScheduler(LoadLibraryW(L"taskschd.dll")) {
-        EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
-        const TaskRoot root; // its method table stays loaded through m_hTaskScheduler
-        m_ppSlot = *reinterpret_cast<void***>(root.Folder()) + 16;
-        g_pfnRegisterTask = reinterpret_cast<RegisterTaskFn>(
-            ExchangeSlot(m_ppSlot, reinterpret_cast<void*>(&NoteRegistration)));
-    }
-    ~RegistrationNotes() {
-        ExchangeSlot(m_ppSlot, reinterpret_cast<void*>(g_pfnRegisterTask));
-        FreeLibrary(m_hTaskScheduler);
+// While the result lives, the thread is a single-threaded apartment and the folders'
+// RegisterTask slot (after IUnknown's 3 and IDispatch's 4 methods) leads to NoteRegistration.
+std::shared_ptr<void> NoteRegistrations(ActionSession&) {
+    HMODULE hTaskScheduler = LoadLibraryW(L"taskschd.dll"); // keeps the method table loaded
+    EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+    void** ppSlot = *reinterpret_cast<void***>(TaskRoot().Folder()) + 16;
+    g_pfnRegisterTask = reinterpret_cast<RegisterTaskFn>(
+        ExchangeSlot(ppSlot, reinterpret_cast<void*>(&NoteRegistration)));
+    return std::shared_ptr<void>(nullptr, [=](void*) {
+        ExchangeSlot(ppSlot, reinterpret_cast<void*>(g_pfnRegisterTask));
+        FreeLibrary(hTaskScheduler);
+        // The action uninitialises even the apartment it could not enter.
         EXPECT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_MULTITHREADED)) << "COM left initialised";
         CoUninitialize();
-    }
-
-  private:
-    HMODULE m_hTaskScheduler;
-    void** m_ppSlot = nullptr;
-};
+    });
+}
 
 const std::wstring kCommand = L"\"C:\\Tools\\run.exe\" /x & y";
 const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand + L";Username=Bob";
-const std::wstring kRejected = L"TaskName=Varen<1;CommandToLaunch=cmd.exe;Username=Bob";
 
 const int kCases = Register({
-    {.szName = "no definition: no copy, the task registered, the native Run value gone",
-     .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"), Folder(kApp), Str(NW, kRun, L"StartPN", L"old"),
-                Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
-     .lines = {L"Error creating file reader, error is 80070002"},
-     .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
-     .commands = kStartPnCommands},
-    {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
-     .szAction = "CreateLogonSchTask",
-     .before = {Str(N, kRun, L"StartPN", L"old"),
-                Str(W, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", kApp),
-                kSchtasks},
-     .uReturn = 1603,
-     .gone = {Str(N, kRun, L"StartPN", L"")}},
-    {.szName = "an indented definition stops the copy after the declaration",
+    // A Location that ends in "\" is not doubled before the file name, but before pncmd.
+    {.szName = "the native Run value goes; Wine's writer stops the copy after the declaration",
      .szAction = "CreateLogonSchTask",
      .before = {Location(kApp + L"\\"),
                 Utf16File(kApp + L"\\StartPN.xml",
                           L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<Task>\r\n</Task>\r\n"),
-                kSchtasks},
+                Str(NW, kRun, L"StartPN", L"old"), Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
      .lines = {L"Error writing WriteNodeShallow, error is c00cef0b"},
+     .gone = {Str(N, kRun, L"StartPN", L"")},
      .after = {Utf16File(L"%TEMP%StartPN.xml", L"<?xml version=\"1.0\" encoding=\"utf-16\"?>")},
-     .commands = kStartPnCommands,
+     .commands =
+         Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay"),
      .szWine = "Wine's writer fails on a line break after the declaration or an end tag"},
+    {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
+     .szAction = "CreateLogonSchTask",
+     .before = {Str(N, kRun, L"StartPN", L"old"), Location(kApp, W), kSchtasks},
+     .uReturn = 1603,
+     .gone = {Str(N, kRun, L"StartPN", L"")}},
     // The copy: the writer's indentation, end tags in full, an empty WorkingDirectory
     // copied as it is, a comment inside one kept and the text after it replaced.
     {.szName = "an empty argument leaves the blank; the folder is escaped in the copy only",
@@ -175,20 +139,17 @@ const int kCases = Register({
          Commands(L"StartDVR", L"%CASE%\\P&N\\StartDVR.xml", L"%CASE%\\P&N\\VSServCmd.exe", L"")},
     {.szName = "registers the copy that starts tomorrow",
      .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp), kBenchmarkDefinition,
+     .before = {Location(kApp),
+                Utf16File(kApp + L"\\StartPNBM.xml",
+                          L"<Task><Triggers><StartBoundary>2020-01-01T00:00:00</StartBoundary>"
+                          L"</Triggers></Task>"),
                 Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"11"), kSchtasks},
-     .after = {Utf16File(
-         L"%TEMP%StartPNBM.xml",
-         L"<Task>\r\n  <Triggers>\r\n    <TimeTrigger>\r\n      <StartBoundary>" + Tomorrow() +
-             L"</StartBoundary>\r\n    </TimeTrigger>\r\n  </Triggers>\r\n</Task>")},
+     .after = {Utf16File(L"%TEMP%StartPNBM.xml",
+                         L"<Task>\r\n  <Triggers>\r\n    <StartBoundary>" + Tomorrow() +
+                             L"</StartBoundary>\r\n  </Triggers>\r\n</Task>")},
      .commands =
          Commands(L"StartPNBM", L"%TEMP%StartPNBM.xml", kApp + L"\\pncmd.exe", L"benchmark"),
      .arrange = Faulty("msvcrt.dll", "_time64", &FixedTime)},
-    {.szName = "the benchmark already arranged: nothing",
-     .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp), kBenchmarkDefinition,
-                Str(N, L"SOFTWARE\\QVX\\PN", L"GiBenchmark", L"1"), kSchtasks},
-     .gone = {File(L"%TEMP%StartPNBM.xml")}},
     {.szName = "starts the logon task",
      .szAction = "LaunchPN",
      .before = {kSchtasks},
@@ -199,22 +160,19 @@ const int kCases = Register({
      .before = {kSchtasks},
      .uReturn = 1,
      .iWindows = 7},
-    {.szName = "LazeStart 1 deletes the logon task",
+    {.szName = "LazeStart 1 in the native view deletes the logon task",
      .szAction = "DeleteSchedTaskonBranding",
-     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1), kSchtasks},
+     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1),
+                Dword(W, L"SOFTWARE\\QVX\\PN", L"LazeStart", 2), kSchtasks},
      .commands = {L"schtasks /delete /TN \"StartPN\" /F"}},
-    {.szName = "LazeStart 2, and 1 in the 32-bit view only, keep it",
-     .szAction = "DeleteSchedTaskonBranding",
-     .before = {Dword(N, L"SOFTWARE\\QVX\\PN", L"LazeStart", 2),
-                Dword(W, L"SOFTWARE\\QVX\\PN", L"LazeStart", 1), kSchtasks}},
     RemoveCase("RemoveBenchMarkRunOnceSchedularTask", L"StartPNBM"),
     RemoveCase("RemovePNSchedularTask", L"StartPN"),
     RemoveCase("RemoveDVRSchedularTask", L"StartDVR"),
     RemoveCase("RemoveSchedularTask", L"QVX Updater"),
-    {.szName = "on an STA thread: hands the definition to the service, replaces the task",
+    {.szName = "on an STA thread: hands the definition to the service, which makes the task",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .data = kData,
-     .before = {Task(L"VarenOnDemand"), Task(L"VarenOther")},
+     .before = {Task(L"VarenOther")},
      .lines =
          {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
           L"Command to launch " + kCommand, L"Username Bob",
@@ -223,19 +181,11 @@ const int kCases = Register({
           L"Description VarenOnDemand", L"URI VarenOnDemand", L"Command " + kCommand,
           L"Successfully added VarenOnDemand Scheduled Event"},
      .after = {Task(L"VarenOnDemand")},
-     .arrange = [](ActionSession&) { return std::make_shared<RegistrationNotes>(); }},
+     .arrange = NoteRegistrations},
     {.szName = "a record too short for a missing key: 1, nothing registered",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .uReturn = 1,
      .lines = {L"CustomActionData: "}},
-    {.szName = "the service rejects a name with <",
-     .szAction = "CreateTriggerlessElevatedScheduleTask",
-     .data = kRejected,
-     .uReturn = 1,
-     .lines = {L"CustomActionData: " + kRejected, L"Task Name Varen<1",
-               L"Command to launch cmd.exe", L"Username Bob",
-               L"Error saving the Task : 0x8004131a"},
-     .szWine = "the code of Wine's Task Scheduler for malformed XML"},
 });
 
 } // namespace
