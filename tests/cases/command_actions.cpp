@@ -3,7 +3,6 @@
 // each tool lives (the 32-bit system folder's cmd.exe too: the prefix has no 32-bit programs).
 #include "tests/support/cases.h"
 
-#include "tests/support/shell_folder_override.h"
 #include "tests/support/standin_support.h"
 
 #include <shlobj.h>
@@ -41,14 +40,6 @@ Case Interpreter(const char* szAction, const wchar_t* szCommand) {
                 KnownFolder(CSIDL_SYSTEMX86) + L"\\" + szCommand);
 }
 
-// The shell folder iCsidl does not resolve and relative paths lead to the root of the
-// Windows drive: a command line that began with "\" would start a stand-in placed there.
-struct Unresolved {
-    explicit Unresolved(int iCsidl) : folders({{KnownFolder(iCsidl), std::nullopt}}) {}
-    RootOfWindowsDrive root;
-    ShellFolderOverride folders;
-};
-
 const int kCommands = Register({
     RegAsm("RegisterInternetExplorerUrl64", L"Framework64", L"/s /codebase"),
     RegAsm("RegisterInternetExplorerUrl", L"Framework", L"/s /codebase"),
@@ -72,15 +63,6 @@ const int kCommands = Register({
      .szAction = "RegisterInternetExplorerUrl64",
      .uReturn = 1603},
     {.szName = "no interpreter: silent, 0", .szAction = "RemoveFolder_CA"},
-    {.szName = "an unresolved program-files folder starts nothing",
-     .szAction = "UnRegisterWMPPlugin",
-     .before = {Program(kRegsvr32)},
-     .uReturn = 1603,
-     .arrange = [](ActionSession&) { return std::make_shared<Unresolved>(CSIDL_PROGRAM_FILES); }},
-    {.szName = "an unresolved system folder starts nothing",
-     .szAction = "launchKdbsync_CA",
-     .before = {Program(L"C:\\cmd.exe")},
-     .arrange = [](ActionSession&) { return std::make_shared<Unresolved>(CSIDL_SYSTEMX86); }},
 });
 
 } // namespace

@@ -12,13 +12,10 @@ const std::wstring kOrx = L"SOFTWARE\\ORX";
 const std::wstring kInstall = L"SOFTWARE\\ORX Technologies\\Install";
 const std::wstring kPackages = kInstall + L"\\Packages";
 const std::wstring kPid = L"W-05-000U-000-003-002-001-00-07";
-const std::wstring kPackage = kPackages + L"\\" + kPid;
 const std::wstring kPn = L"SOFTWARE\\QVX\\PN";
 const std::wstring kPyra = L"SOFTWARE\\QVX\\Pyra";
-const std::wstring kUninstall = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-const std::wstring kLegacy = kUninstall + L"\\All ORX Software";
-const std::wstring kVlmEntry = kUninstall + L"\\QVX Velium Install Manager";
-const std::wstring kLegacyFolder = L"%PROGRAMFILES32%\\ORX Technologies\\UninstallAll";
+const std::wstring kUninstall = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+const std::wstring kLegacy = L"%PROGRAMFILES32%\\ORX Technologies\\UninstallAll";
 const std::wstring kBrand = L"%CASE%\\brand";
 const std::wstring kBranding = L"SOFTWARE\\QVXBranding";
 const std::wstring kTarget = L"SOFTWARE\\VarenLinkTarget";
@@ -26,47 +23,9 @@ const HKEY kHkcu = HKEY_CURRENT_USER;
 // The user's brand key: CleanRegistry clears its named values, a blank name stays.
 const Item kUserQvx = Str(N, L"SOFTWARE\\QVX", L" ", L"", kHkcu);
 const Item kUninstallMode = Str(N, L"SOFTWARE\\QVX", L"UninstallMode", L"1", kHkcu);
-// DeleteVarenRegKey's verdicts.
 const wchar_t kNotEmpty[] = L"Varen key is not empty thus it will not be deleted ";
 const wchar_t kHasSubKeys[] =
     L"Varen key has sub keys and is not empty thus it will not be deleted ";
-const wchar_t kDeleted[] = L"key deleted successfully ";
-
-// RemoveARPEntries hides (SystemComponent = 1) the uninstall entry of each package
-// listed in the native "Packages" key, except level 2 and the excepted packages; a
-// level it cannot read leaves the entry visible, and one bad package does not stop
-// the others.
-Case ArpCase() {
-    Case c{.szName = "hides installed packages' entries but level 2 and the excepted ones",
-           .szAction = "RemoveARPEntries",
-           .uReturn = 1};
-    // The package, its level (-1: none), the views listing it, its entry and where it is hidden.
-    const std::vector<std::tuple<std::wstring, int, unsigned, unsigned, unsigned>> packages = {
-        {L"W-01-0000-000-000-000-001-00-01", 1, N, N, N},
-        {L"W-01-0000-000-000-000-001-00-02", 2, N, N, 0},
-        {L"W-05-000U-000-003-002-001-00-00", 1, N, N, 0}, // excepted
-        {L"W-01-0000-000-000-000-001-00-05", 0, N, W, W},
-        {L"W-01-0000-000-000-000-001-00-06", 3, N, NW, N}, // the native entry first
-        {L"W-01-0000-000-000-000-001-00-07", -1, N, N, 0},
-        {L"W-01-0000-000-000-000-001-00-09", 1, W, N, 0},
-    };
-    for (const auto& [strPid, iLevel, packageViews, entryViews, hiddenViews] : packages) {
-        const std::wstring strEntry = kUninstall + L"\\{" + strPid + L"}";
-        const std::wstring strPackage = kPackages + L"\\" + strPid;
-        c.before.push_back(Str(packageViews, strPackage, L"ProductGUID", L"{" + strPid + L"}"));
-        if (iLevel >= 0) {
-            c.before.push_back(Dword(packageViews, strPackage, L"iPackageLevel", iLevel));
-        }
-        c.before.push_back(Str(entryViews, strEntry, L"DisplayName", L"x"));
-        if (hiddenViews) {
-            c.after.push_back(Dword(hiddenViews, strEntry, L"SystemComponent", 1));
-        }
-        if (entryViews & ~hiddenViews) {
-            c.gone.push_back(Dword(entryViews & ~hiddenViews, strEntry, L"SystemComponent", 1));
-        }
-    }
-    return c;
-}
 
 // CleanRegistry's lines for strPid with the user's brand key there: DeletePackageKey's
 // three, its step, and DeleteVarenRegKey's verdicts on Packages and on Install.
@@ -82,17 +41,48 @@ Lines CleanLines(const std::wstring& strPid, const wchar_t* szPackages, const wc
             L"Varen_CA DeleteVarenRegKey(), " + (szInstall + kInstall) + L"\\ \n"};
 }
 
-LONG WINAPI RefuseQueryInfoKey(HKEY, LPWSTR, LPDWORD, LPDWORD, LPDWORD, LPDWORD, LPDWORD, LPDWORD,
-                               LPDWORD, LPDWORD, LPDWORD, PFILETIME) {
-    CountFault();
-    return ERROR_ACCESS_DENIED;
-}
-
 // The key a link leads to: a value, a sub-key, and a key named like the package.
 std::vector<Item> WithTarget(std::vector<Item> items) {
     items.insert(items.end(), {Str(N, kTarget, L"Keep", L"1"), Key(N, kTarget + L"\\Sub"),
                                Key(N, kTarget + L"\\" + kPid)});
     return items;
+}
+
+// RemoveARPEntries hides (SystemComponent = 1) the uninstall entry of each package
+// listed in the native "Packages" key, except level 2 and the excepted packages; a
+// level it cannot read leaves the entry visible, and one bad package does not stop
+// the others.
+Case ArpCase() {
+    Case c{.szName = "hides installed packages' entries but level 2 and the excepted ones",
+           .szAction = "RemoveARPEntries",
+           .uReturn = 1};
+    // The package, its level (-1: none), the views listing it, its entry and where it is hidden.
+    const std::tuple<const wchar_t*, int, unsigned, unsigned, unsigned> packages[] = {
+        {L"W-01-0000-000-000-000-001-00-01", 1, N, N, N},
+        {L"W-01-0000-000-000-000-001-00-02", 2, N, N, 0},
+        {L"W-05-000U-000-003-002-001-00-00", 1, N, N, 0}, // excepted
+        {L"W-01-0000-000-000-000-001-00-05", 0, N, W, W},
+        {L"W-01-0000-000-000-000-001-00-06", 3, N, NW, N}, // the native entry first
+        {L"W-01-0000-000-000-000-001-00-07", -1, N, N, 0},
+        {L"W-01-0000-000-000-000-001-00-09", 1, W, N, 0},
+    };
+    for (const auto& [szPid, iLevel, packageViews, entryViews, hiddenViews] : packages) {
+        const std::wstring strCode = L"{" + std::wstring(szPid) + L"}";
+        const std::wstring strPackage = kPackages + L"\\" + szPid;
+        c.before.push_back(Str(packageViews, strPackage, L"ProductGUID", strCode));
+        if (iLevel >= 0) {
+            c.before.push_back(Dword(packageViews, strPackage, L"iPackageLevel", iLevel));
+        }
+        c.before.push_back(Str(entryViews, kUninstall + strCode, L"DisplayName", L"x"));
+        if (hiddenViews) {
+            c.after.push_back(Dword(hiddenViews, kUninstall + strCode, L"SystemComponent", 1));
+        }
+        if (entryViews & ~hiddenViews) {
+            c.gone.push_back(
+                Dword(entryViews & ~hiddenViews, kUninstall + strCode, L"SystemComponent", 1));
+        }
+    }
+    return c;
 }
 
 // A clean-up of fixed keys: the machine before, the return, the lines, what goes.
@@ -110,38 +100,25 @@ const int kPackageCleanup = Register({
     {.szName = "the last package takes Packages and Install in both views, not their sibling",
      .szAction = "CleanRegistry",
      .data = kPid,
-     .before = {Dword(NW, kPackage, L"iPackageLevel", 1),
-                Key(NW, L"SOFTWARE\\ORX Technologies\\InstallSibling"), kUninstallMode, kUserQvx},
-     .lines = CleanLines(kPid, kDeleted, kDeleted),
+     .before = {Dword(NW, kPackages + L"\\" + kPid, L"iPackageLevel", 1),
+                Key(NW, kInstall + L"Sibling"), kUninstallMode, kUserQvx},
+     .lines = CleanLines(kPid, L"key deleted successfully ", L"key deleted successfully "),
      .gone = {Key(NW, kInstall), kUninstallMode}},
-    {.szName = "a value in the 32-bit view keeps Packages",
+    // "Packages\" names Packages itself, which a value in the 32-bit view keeps.
+    {.szName = "undefined data removes no key, a 32-bit value keeps Packages",
      .szAction = "CleanRegistry",
-     .data = kPid,
-     .before = {Str(NW, kPackage + L"\\Sub", L"x", L"1"), Str(W, kPackages, L"v", L""), kUserQvx},
-     .lines = CleanLines(kPid, kNotEmpty, kHasSubKeys),
-     .gone = {Key(NW, kPackage)}},
-    {.szName = "undefined data names Packages itself: nothing goes",
-     .szAction = "CleanRegistry",
-     .before = {Key(NW, kPackage), kUserQvx},
-     .lines = CleanLines(L"", kHasSubKeys, kHasSubKeys)},
+     .before = {Str(W, kPackages, L"v", L""), kUserQvx},
+     .lines = CleanLines(L"", kNotEmpty, kHasSubKeys)},
     // The package key's path passes through the link.
     {.szName = "Packages as a link: nothing is removed through it",
      .szAction = "CleanRegistry",
      .data = kPid,
      .before = WithTarget({Link(N, kPackages, kTarget), kUserQvx}),
      .lines = CleanLines(kPid, kNotEmpty, kHasSubKeys)},
-    // A key whose size cannot be read counts as not empty: it is kept.
-    {.szName = "a key that cannot be read is kept",
-     .szAction = "CleanRegistry",
-     .data = kPid,
-     .before = {Key(NW, kPackage), Key(NW, L"SOFTWARE\\ORX Technologies\\Sibling"), kUserQvx},
-     .lines = CleanLines(kPid, kNotEmpty, kNotEmpty),
-     .gone = {Key(NW, kPackage)},
-     .arrange = Faulty("advapi32.dll", "RegQueryInfoKeyW", &RefuseQueryInfoKey)},
     Removes("ClearInstallRegValues", "values go, not sub-keys, blank or default ones",
             {Str(NW, kInstall, L"InstallDir", L"C:\\"), Dword(NW, kInstall, L"Level", 1),
              Str(NW, kInstall, L" ", L""), Str(NW, kInstall, L"", L"d"),
-             Dword(NW, kPackage, L"iPackageLevel", 1),
+             Dword(NW, kPackages + L"\\" + kPid, L"iPackageLevel", 1),
              Str(NW, L"SOFTWARE\\ORX Technologies", L"Sibling", L"")},
             1, {}, {Str(NW, kInstall, L"InstallDir", L""), Str(NW, kInstall, L"Level", L"")}),
     // Its path names "SOFTWARE\ORX\A4", but all of "SOFTWARE\ORX" goes.
@@ -151,8 +128,8 @@ const int kPackageCleanup = Register({
                         Key(NW, kOrx + L"Sibling"), Key(NW, kInstall)}),
             1, {L"VAREN_CA: SearchA4RegKey  \n"}, {Key(NW, kOrx)}),
     Removes("DeleteORXKey", "the ORX tree in the 32-bit view only, a link as itself",
-            WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Str(NW, kOrx + L"\\B", L"v", L""),
-                        Link(W, kOrx + L"\\Link", kTarget), Key(NW, kOrx + L"Sibling")}),
+            WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Link(W, kOrx + L"\\Link", kTarget),
+                        Key(NW, kOrx + L"Sibling")}),
             0, {}, {Key(W, kOrx)}),
     Removes("DeletePNKEY", "PN in both views",
             {Str(NW, kPn, L"PNBrandingInstallDir", L"C:\\"), Key(NW, kPn + L"\\Sub\\Deeper"),
@@ -169,18 +146,19 @@ const int kPackageCleanup = Register({
              Str(NW, kPyra + L"\\Sub", L"v", L"", kHkcu), Key(NW, kPyra + L"Sibling", kHkcu)},
             1, {L"VAREN_CA: SearchHalvoRegKey  \n"}, {Key(NW, kPyra), Key(NW, kPyra, kHkcu)}),
     Removes("RmLegacyUninstall", "the folder goes to the Recycle Bin, the entry from both views",
-            {Str(NW, kLegacy + L"\\Sub", L"v", L""), Key(NW, kLegacy + L" 2"),
-             File(kLegacyFolder + L"\\sub\\f.txt"),
+            {Str(NW, kUninstall + L"All ORX Software\\Sub", L"v", L""),
+             Key(NW, kUninstall + L"All ORX Software 2"), File(kLegacy + L"\\sub\\f.txt"),
              File(L"%PROGRAMFILES32%\\ORX Technologies\\Keep\\f.txt")},
             0,
             {L"Varen_CA CleanUninstallerFiles folder deleted\n",
              L"VAREN_CA RemoveLegacyUninstall cleaned files \n",
              L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"},
-            {Key(NW, kLegacy), cases::Folder(kLegacyFolder)}),
+            {Key(NW, kUninstall + L"All ORX Software"), Folder(kLegacy)}),
     // Called first in a freshly loaded module, it logs through no session.
     Removes("RemoveVLMEntry", "the entry goes, its lines are lost",
-            {Str(NW, kVlmEntry + L"\\Sub", L"v", L""), Key(NW, kVlmEntry + L" 2")}, 1, {},
-            {Key(NW, kVlmEntry)}),
+            {Str(NW, kUninstall + L"QVX Velium Install Manager\\Sub", L"v", L""),
+             Key(NW, kUninstall + L"QVX Velium Install Manager 2")},
+            1, {}, {Key(NW, kUninstall + L"QVX Velium Install Manager")}),
     ArpCase(),
     {.szName = "keeps what the branding key names",
      .szAction = "DeleteandRetainValues",
@@ -195,7 +173,7 @@ const int kPackageCleanup = Register({
                 Str(N, kBranding, L"Folder", kBrand + L"\\Kept"),
                 Str(N, kBranding, L"Relative", L"logo.png"),
                 Str(W, kBranding, L"Noext", kBrand + L"\\noext")},
-     .gone = {cases::Folder(kBrand + L"\\Fonts"), File(kBrand + L"\\logo.png"),
+     .gone = {Folder(kBrand + L"\\Fonts"), File(kBrand + L"\\logo.png"),
               File(kBrand + L"\\noext")}},
 });
 

@@ -3,6 +3,8 @@
 // canaries around them, and a realistic value ending in "\" is really removed.
 #include "tests/support/cases.h"
 
+#include <tuple>
+
 using namespace cases;
 
 namespace {
@@ -18,29 +20,22 @@ const std::wstring kCut = [] {
            L"\\" + strName;
 }();
 
-// One value fed to each removal action, and the folder it names when the action
-// may remove it (nullptr: nothing may go).
-struct Row {
-    const char* szName;
-    std::wstring strValue;
-    const std::wstring* pRemoved = nullptr;
-};
-
-const Row kRows[] = {
-    {"empty", L""},
-    {"relative", L"varen_rel"},
-    {"drive root", L"C:\\"},
-    {"Windows folder", L"%WINDIR%"},
-    {"System32", L"%SYSTEM%"},
-    {"Program Files", L"%PROGRAMFILES%"},
-    {"ProgramData with a trailing separator", L"%PROGRAMDATA%\\"},
-    {"dot-dot part naming the products' parent", kProduct + L"\\..\\"},
-    {"260 characters cut to their parent", kCut + L"\\"},
-    {"forward slashes", L"%CASE%/Product%RUN%/", &kProduct},
-    {"realistic with a trailing separator", kProduct + L"\\", &kProduct},
-};
-
 std::vector<Case> FedToEachAction() {
+    // A value fed to each removal action, and whether the actions may remove the product
+    // folder it names.
+    const std::tuple<const char*, std::wstring, bool> rows[] = {
+        {"empty", L"", false},
+        {"relative", L"varen_rel", false},
+        {"drive root", L"C:\\", false},
+        {"Windows folder", L"%WINDIR%", false},
+        {"System32", L"%SYSTEM%", false},
+        {"Program Files", L"%PROGRAMFILES%", false},
+        {"ProgramData with a trailing separator", L"%PROGRAMDATA%\\", false},
+        {"dot-dot part naming the products' parent", kProduct + L"\\..\\", false},
+        {"260 characters cut to their parent", kCut + L"\\", false},
+        {"forward slashes", L"%CASE%/Product%RUN%/", true},
+        {"realistic with a trailing separator", kProduct + L"\\", true},
+    };
     std::vector<Item> canaries = {File(L"%CASE%\\Sibling\\canary.txt"),
                                   File(kProduct + L"\\canary.txt"), Folder(kProduct + L"\\Sub"),
                                   Folder(kCut)};
@@ -49,7 +44,7 @@ std::vector<Case> FedToEachAction() {
         canaries.push_back(File(szFolder + std::wstring(L"\\varen_canary.txt")));
     }
     std::vector<Case> cases;
-    for (const auto& [szName, strValue, pRemoved] : kRows) {
+    for (const auto& [szName, strValue, fRemoved] : rows) {
         const std::wstring strExpanded = Expand(strValue);
         const bool fRead = strExpanded.size() < MAX_PATH;
         Case clear = {.szName = szName,
@@ -63,16 +58,16 @@ std::vector<Case> FedToEachAction() {
         // The branding folder keeps itself; the CA folder goes permanently.
         Case retain = {.szName = szName, .szAction = "DeleteandRetainValues", .before = canaries};
         retain.before.push_back(Str(N, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir", strValue));
-        Case remove = {.szName = szName, .szAction = "RemoveCADDir", .before = canaries};
-        if (!strValue.empty()) {
-            remove.data = strValue;
-        }
-        if (pRemoved) {
+        Case remove = {.szName = szName,
+                       .szAction = "RemoveCADDir",
+                       .data = strValue.empty() ? std::nullopt : std::optional(strValue),
+                       .before = canaries};
+        if (fRemoved) {
             clear.uReturn = 1;
             clear.lines.push_back(clear.lines.back());
-            clear.gone = remove.gone = {Folder(*pRemoved)};
+            clear.gone = remove.gone = {Folder(kProduct)};
             clear.after = {Folder(L"%TRASH%\\Product%RUN%")};
-            retain.gone = {File(*pRemoved + L"\\canary.txt"), Folder(*pRemoved + L"\\Sub")};
+            retain.gone = {File(kProduct + L"\\canary.txt"), Folder(kProduct + L"\\Sub")};
         } else {
             clear.lines.push_back(L"VAREN_CA can not ClearCADir: " +
                                   strExpanded.substr(0, MAX_PATH - 1) + L" \n");

@@ -1,6 +1,6 @@
 // Service control on real services of the test service program, each with a running
 // neighbour that must stay: starting the EEU service, removing it and a service whose
-// program lies in a given folder, the stop routine's debugger lines, and the A4 service.
+// program lies in a given folder; and the A4 service's program.
 #include "tests/support/cases.h"
 
 using namespace cases;
@@ -57,14 +57,6 @@ const int kServices = Register({
            {kParent, L"\"" + kProgram + L"\" hint=0 is not in directory %CASE%\\Elsewhere"}),
     Delete("an empty name opens nothing", L"ServiceName=;DirectoryOfBinary=" + kFolder,
            {L"Empty service name provided"}),
-    // StopNamedService, which no action calls, through the test build's export.
-    {.szName = "stops a running service",
-     .szAction = "VarenTestStopService",
-     .szDll = L"Varen_CA_test.dll",
-     .data = kTarget,
-     .before = {kRunning, kNeighbour},
-     .after = {Service(kTarget, kProgram, L"hint=0", SERVICE_STOPPED)},
-     .debug = {L"Service stopped successfully.\n"}},
     {.szName = "runs the program with start and waits",
      .szAction = "StartA4Service",
      .before = {Str(N, L"SOFTWARE\\ORX\\A4", L"InstallDir", L"%CASE%\\A4\\"), Program(kA4Program)},
