@@ -48,10 +48,8 @@ std::vector<Item> WithTarget(std::vector<Item> items) {
     return items;
 }
 
-// RemoveARPEntries hides (SystemComponent = 1) the uninstall entry of each package
-// listed in the native "Packages" key, except level 2 and the excepted packages; a
-// level it cannot read leaves the entry visible, and one bad package does not stop
-// the others.
+// RemoveARPEntries hides (SystemComponent = 1) the entry of each package in the native
+// "Packages" key but level 2, an unreadable level and the excepted packages.
 Case ArpCase() {
     Case c{.szName = "hides installed packages' entries but level 2 and the excepted ones",
            .szAction = "RemoveARPEntries",
@@ -85,7 +83,6 @@ Case ArpCase() {
     return c;
 }
 
-// A clean-up of fixed keys: the machine before, the return, the lines, what goes.
 Case Removes(const char* szAction, const char* szName, std::vector<Item> before, UINT uReturn,
              Lines lines, std::vector<Item> gone) {
     return {.szName = szName,

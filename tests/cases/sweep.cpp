@@ -13,8 +13,7 @@ using namespace cases;
 
 namespace {
 
-// The names Varen_CA.dll exports, read from its own export table (the cases keep
-// pointers to them).
+// The names in Varen_CA.dll's export table (the cases keep pointers to them).
 const std::vector<std::string> kExports = [] {
     std::vector<std::string> names;
     const HMODULE hDll = LoadLibraryExW(L"Varen_CA.dll", nullptr, DONT_RESOLVE_DLL_REFERENCES);
@@ -106,10 +105,8 @@ std::vector<Case> SweepCases() {
     std::vector<Case> cases;
     for (const std::string& strExport : kExports) {
         for (const auto& [szName, strValue] : inputs) {
-            // These parse "CustomActionData" records, and a record too short to hold a
-            // key raises the string class's out-of-range error through the export,
-            // ending the process: packages rely on the installer failing such a step
-            // (their own cases show it).
+            // A record too short to hold a key raises the string class's out-of-range
+            // error through these exports: packages rely on the installer failing the step.
             if (strValue.size() < 64 && (strExport == "DeleteServiceIfBinaryIsInDirectory" ||
                                          strExport == "CreateTriggerlessElevatedScheduleTask")) {
                 continue;
