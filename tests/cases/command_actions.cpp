@@ -13,6 +13,7 @@ namespace {
 
 const std::wstring kRegsvr32 = L"%SYSTEM%\\Regsvr32.exe";
 
+// The action starts strCommand, the stand-in at strTool, and waits for it to end.
 Case Runs(const char* szAction, const std::wstring& strTool, const std::wstring& strCommand) {
     return {.szName = "runs its exact command and waits",
             .szAction = szAction,
