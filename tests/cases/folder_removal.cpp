@@ -1,6 +1,10 @@
-// The suite's folder and file removal actions: each takes its own folder or file
-// and nothing beside it.
+// The suite's folder and file removal actions: each takes its own folder or file and
+// nothing beside it. The removal guard: fed values that name nothing, something relative,
+// a root, a system folder or a failed read's leftovers, they remove none of the canaries
+// around them, and a realistic value ending in "\" is really removed.
 #include "tests/support/cases.h"
+
+#include <tuple>
 
 using namespace cases;
 
@@ -37,21 +41,12 @@ const int kFolders = Register({
      .before = {File(kUve + L"\\A4\\a.dll"), File(kUve + L"\\Pyra\\p.dll"),
                 File(kUve + L"\\Reservation Manager\\r.exe")},
      .gone = {Folder(kUve + L"\\Pyra")}},
-    {.szName = "the last component takes the shared folders",
+    {.szName = "the last component takes the shared folder; a file left keeps ORX.UVE",
      .szAction = "DelInstallA4Dir",
      .data = L"%CASE%\\",
      .before = {File(kUve + L"\\A4\\a.dll"), File(kUve + L"\\Reservation Manager\\r.exe"),
-                File(L"%CASE%\\Other\\o.dll")},
-     .gone = {Folder(kUve)}},
-    {.szName = "a file left in ORX.UVE keeps it",
-     .szAction = "DelInstallA4Dir",
-     .data = L"%CASE%\\",
-     .before = {File(kUve + L"\\A4\\a.dll"), File(kUve + L"\\left.txt")},
-     .gone = {Folder(kUve + L"\\A4")}},
-    {.szName = "no folder handed over: nothing removed",
-     .szAction = "DelInstallPyraDir",
-     .before = {File(L"%CURRENT%\\ORX.UVE\\Pyra\\p.dll")},
-     .lines = {L"VAREN_CA DelInstallPyraDir could not delete \\ORX.UVE\\Pyra\\ \n"}},
+                File(kUve + L"\\left.txt"), File(L"%CASE%\\Other\\o.dll")},
+     .gone = {Folder(kUve + L"\\A4"), Folder(kUve + L"\\Reservation Manager")}},
     // The 32-bit view's value names another folder, which stays.
     {.szName = "ends the settings application, removes the native view's PN folder",
      .szAction = "DeletePNFolder",
@@ -60,10 +55,6 @@ const int kFolders = Register({
                 kTaskKill},
      .lines = Removed(L"%CASE%\\PN"),
      .gone = {Folder(L"%CASE%\\PN")}},
-    {.szName = "a drive root is refused",
-     .szAction = "DeletePNFolder",
-     .before = {Str(N, kPNext, L"Location", L"C:\\"), File(L"C:\\varen_canary.txt"), kTaskKill},
-     .lines = Removed(L"C:\\", L"Access denied.\r\n")},
     {.szName = "removes the WVR folder named with a trailing separator",
      .szAction = "DeleteWVRFolder",
      .before = {Str(N, L"SOFTWARE\\ORX Technologies\\Install\\WVR64", L"InstallDir",
@@ -105,5 +96,77 @@ const int kFolders = Register({
                L"VAREN_CA successfully deleted directory, %CASE%\\Common Files\\QVX \n"},
      .gone = {Folder(L"%CASE%\\ORX Technologies"), Folder(L"%CASE%\\Common Files\\QVX")}},
 });
+
+const std::wstring kProduct = L"%CASE%\\Product%RUN%";
+
+// A folder whose path is exactly 259 characters: what a failed read of a value one
+// longer leaves in the buffer. Its own name is short, to fit the Recycle Bin's folder.
+const std::wstring kCut = [] {
+    const std::wstring strParent = Expand(L"%CASE%\\");
+    const std::wstring strName = Expand(L"Cut%RUN%");
+    return strParent + std::wstring(MAX_PATH - 2 - strParent.size() - strName.size(), L'p') +
+           L"\\" + strName;
+}();
+
+std::vector<Case> FedToEachAction() {
+    // A value fed to each action, and whether it may remove the product folder named.
+    const std::tuple<const char*, std::wstring, bool> rows[] = {
+        {"empty", L"", false},
+        {"relative", L"varen_rel", false},
+        {"drive root", L"C:\\", false},
+        {"Windows folder", L"%WINDIR%", false},
+        {"System32", L"%SYSTEM%", false},
+        {"Program Files", L"%PROGRAMFILES%", false},
+        {"ProgramData with a trailing separator", L"%PROGRAMDATA%\\", false},
+        {"dot-dot part naming the products' parent", kProduct + L"\\..\\", false},
+        {"260 characters cut to their parent", kCut + L"\\", false},
+        {"forward slashes", L"%CASE%/Product%RUN%/", true},
+        {"realistic with a trailing separator", kProduct + L"\\", true},
+    };
+    std::vector<Item> canaries = {File(L"%CASE%\\Sibling\\canary.txt"),
+                                  File(kProduct + L"\\canary.txt"), Folder(kProduct + L"\\Sub"),
+                                  Folder(kCut)};
+    for (const wchar_t* szFolder : {L"C:", L"%WINDIR%", L"%SYSTEM%", L"%PROGRAMFILES%",
+                                    L"%PROGRAMDATA%", L"%CURRENT%", L"%CURRENT%\\varen_rel"}) {
+        canaries.push_back(File(szFolder + std::wstring(L"\\varen_canary.txt")));
+    }
+    std::vector<Case> cases;
+    for (const auto& [szName, strValue, fRemoved] : rows) {
+        const std::wstring strExpanded = Expand(strValue);
+        const bool fRead = strExpanded.size() < MAX_PATH;
+        Case clear = {.szName = szName,
+                      .szAction = "ClearCADir",
+                      .properties = strValue.empty() ? PropertyRows{}
+                                                     : PropertyRows{{L"INSTALLDIR", strValue}},
+                      .before = canaries,
+                      .lines = {L"Varen_CA GetInstallCADir() start",
+                                fRead ? L"VAREN_CA ClearCADir: " + strExpanded + L" \n"
+                                      : L"VAREN_CA Could not get INSTALLDIR  \n"}};
+        // The branding folder keeps itself; the CA folder goes permanently.
+        Case retain = {.szName = szName, .szAction = "DeleteandRetainValues", .before = canaries};
+        retain.before.push_back(Str(N, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir", strValue));
+        Case remove = {.szName = szName,
+                       .szAction = "RemoveCADDir",
+                       .data = strValue.empty() ? std::nullopt : std::optional(strValue),
+                       .before = canaries};
+        if (fRemoved) {
+            clear.uReturn = 1;
+            clear.lines.push_back(clear.lines.back());
+            clear.gone = remove.gone = {Folder(kProduct)};
+            clear.after = {Folder(L"%TRASH%\\Product%RUN%")};
+            retain.gone = {File(kProduct + L"\\canary.txt"), Folder(kProduct + L"\\Sub")};
+        } else {
+            clear.lines.push_back(L"VAREN_CA can not ClearCADir: " +
+                                  strExpanded.substr(0, MAX_PATH - 1) + L" \n");
+            remove.lines = {fRead
+                                ? L"VAREN_CA RemoveCADDir could not delete " + strExpanded + L" \n"
+                                : L"VAREN_CA RemoveCADDir could not get CustomActionData \n"};
+        }
+        cases.insert(cases.end(), {clear, retain, remove});
+    }
+    return cases;
+}
+
+const int kFed = Register(FedToEachAction());
 
 } // namespace

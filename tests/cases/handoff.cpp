@@ -10,62 +10,49 @@ namespace {
 
 const std::wstring kSet = L" should be set in CustomActionData \n";
 
-// A hand-off of INSTALLDIR to its targets, each named in its line (szSuffix after it); a
-// failed read ends it with "Varen_CA <szReadFail>".
-struct InstallDirAction {
-    const char* szName;
-    UINT uSuccess;
-    UINT uFailure;
-    const wchar_t* szReadFail;
-    std::vector<const wchar_t*> targets;
-    const wchar_t* szSuffix = L"";
-};
-
-const InstallDirAction kInstallDirActions[] = {
-    {"GetInstallA4Dir", 0, 1603, L"SetInstallA4Dir() failed.", {L"DeleteInstallA4"}},
-    {"GetInstallCADir", 1, 0, L"SetInstallCADir() failed.", {L"DeleteInstallCA"}},
-    {"GetInstallPyraDir", 1, 0, L"SetInstallPyraDir() failed.", {L"DeleteInstallPyra"}},
-    {"GetInstallProxyDir",
-     1,
-     0,
-     L"SetInstallProxyDir() failed.",
-     {L"LaunchInstallProxyExe", L"SetInstallProxyReg"}},
-    {"GetInstallUSBMonDir", 1, 0, L"SetInstallUSBMONDir() failed.", {L"DeleteUSBMONDir"}},
-    {"SetInstallDir",
-     0,
-     1603,
-     L"SetInstallDir() failed to get Pid from ORX Property table.",
-     {L"DeleteVLMDir", L"UpdateCfg"},
-     L" SetInstallDir()"},
-};
-
-// Per action: the longest folder the 260-character buffer takes goes to every target;
-// one character more fails the read before any set.
-std::vector<Case> InstallDirCases() {
+// A hand-off of INSTALLDIR to its targets, each named in its line (szSuffix after it):
+// the longest folder the 260-character buffer takes goes to every target; one character
+// more fails the read before any set, with "Varen_CA <szReadFail>".
+void AddInstallDir(std::vector<Case>& cases, const char* szAction, UINT uSuccess, UINT uFailure,
+                   const wchar_t* szReadFail, std::vector<const wchar_t*> targets,
+                   const wchar_t* szSuffix = L"") {
     const std::wstring str259 = L"C:\\Program Files\\ORX\\" + std::wstring(238, L'd');
-    std::vector<Case> cases;
-    for (const InstallDirAction& action : kInstallDirActions) {
-        const std::wstring strStart =
-            L"Varen_CA " + std::wstring(action.szName, action.szName + strlen(action.szName)) +
-            L"() start";
-        Case handed{.szName = "259 characters go to every target",
-                    .szAction = action.szName,
-                    .properties = {{L"INSTALLDIR", str259}},
-                    .uReturn = action.uSuccess,
-                    .lines = {strStart}};
-        for (const wchar_t* szProperty : action.targets) {
-            handed.lines.push_back(L"Varen_CA " + std::wstring(szProperty) + action.szSuffix +
-                                   L", " + str259 + kSet);
-            handed.set.emplace_back(szProperty, str259);
-        }
-        cases.push_back(handed);
-        cases.push_back({.szName = "260 characters fail the read before any set",
-                         .szAction = action.szName,
-                         .properties = {{L"INSTALLDIR", str259 + L"d"}},
-                         .uReturn = action.uFailure,
-                         .lines = {strStart, L"Varen_CA " + std::wstring(action.szReadFail)},
-                         .set = {{action.targets.front(), L""}}});
+    const std::wstring strStart =
+        L"Varen_CA " + std::wstring(szAction, szAction + strlen(szAction)) + L"() start";
+    Case handed{.szName = "259 characters go to every target",
+                .szAction = szAction,
+                .properties = {{L"INSTALLDIR", str259}},
+                .uReturn = uSuccess,
+                .lines = {strStart}};
+    for (const wchar_t* szProperty : targets) {
+        handed.lines.push_back(L"Varen_CA " + std::wstring(szProperty) + szSuffix + L", " + str259 +
+                               kSet);
+        handed.set.emplace_back(szProperty, str259);
     }
+    cases.push_back(handed);
+    cases.push_back({.szName = "260 characters fail the read before any set",
+                     .szAction = szAction,
+                     .properties = {{L"INSTALLDIR", str259 + L"d"}},
+                     .uReturn = uFailure,
+                     .lines = {strStart, L"Varen_CA " + std::wstring(szReadFail)},
+                     .set = {{targets.front(), L""}}});
+}
+
+std::vector<Case> InstallDirCases() {
+    std::vector<Case> cases;
+    AddInstallDir(cases, "GetInstallA4Dir", 0, 1603, L"SetInstallA4Dir() failed.",
+                  {L"DeleteInstallA4"});
+    AddInstallDir(cases, "GetInstallCADir", 1, 0, L"SetInstallCADir() failed.",
+                  {L"DeleteInstallCA"});
+    AddInstallDir(cases, "GetInstallPyraDir", 1, 0, L"SetInstallPyraDir() failed.",
+                  {L"DeleteInstallPyra"});
+    AddInstallDir(cases, "GetInstallProxyDir", 1, 0, L"SetInstallProxyDir() failed.",
+                  {L"LaunchInstallProxyExe", L"SetInstallProxyReg"});
+    AddInstallDir(cases, "GetInstallUSBMonDir", 1, 0, L"SetInstallUSBMONDir() failed.",
+                  {L"DeleteUSBMONDir"});
+    AddInstallDir(cases, "SetInstallDir", 0, 1603,
+                  L"SetInstallDir() failed to get Pid from ORX Property table.",
+                  {L"DeleteVLMDir", L"UpdateCfg"}, L" SetInstallDir()");
     return cases;
 }
 

@@ -1,5 +1,7 @@
-// The install-manager hand-off and reboot state.
+// The install-manager hand-off, its secured launch and reboot state, and the install proxy.
 #include "tests/support/cases.h"
+
+#include <sddl.h>
 
 using namespace cases;
 
@@ -11,7 +13,6 @@ const std::wstring kProgram = L"%CASE%\\IM\\InstallManagerApp.exe";
 const wchar_t kAll[] = L"/IGNORE_UPGRADE /FORCE_HIDE_FIRST_RUN /UNATTENDED_UNINSTALL "
                        L"/AUTOACCEPT_ALL /FORCE_CLOSE_WHEN_DONE /ON_REBOOT_MESSAGE:NO";
 const wchar_t kNoWindow[] = L"Unable to show/hide MSI uninstall window";
-
 const std::wstring kProxyKey = L"SOFTWARE\\ORX\\UVE\\Settings\\MOM\\Install";
 const std::wstring kCoreKey = L"SOFTWARE\\ORX\\UVE\\Packages\\Core-Static";
 const std::wstring kWritten = L"VAREN_CA SetInstallProxyKey, ";
@@ -24,7 +25,7 @@ Item Mode(DWORD dwMode) {
     return Dword(N, L"SOFTWARE\\QVX", L"UninstallMode", dwMode, HKEY_CURRENT_USER);
 }
 
-// strFirst, then what the process launcher logs around a waited-for start of strCommand.
+// strFirst, then what the secured launcher logs around a waited-for start of strCommand.
 Lines Launched(const std::wstring& strFirst, const std::wstring& strCommand) {
     return {strFirst, L"VAREN_CA Security String converted",
             L"CreateProcess successfully launched " + strCommand +
@@ -52,6 +53,39 @@ Case Launch(const char* szAction, const char* szName, std::vector<Item> before,
             .set = {{L"REBOOT", szReboot}}};
 }
 
+// Notes the process descriptor by its SDDL text (Wine keeps descriptors but does not
+// enforce them), then starts the process.
+BOOL WINAPI NoteSecurity(LPCWSTR szApplication, LPWSTR szCommandLine,
+                         LPSECURITY_ATTRIBUTES pProcess, LPSECURITY_ATTRIBUTES pThread,
+                         BOOL fInherit, DWORD dwFlags, LPVOID pEnvironment, LPCWSTR szDirectory,
+                         LPSTARTUPINFOW pStartup, LPPROCESS_INFORMATION pInfo) {
+    CountFault();
+    LPWSTR szSddl = nullptr;
+    if (pProcess && pProcess->lpSecurityDescriptor) {
+        ConvertSecurityDescriptorToStringSecurityDescriptorW(
+            pProcess->lpSecurityDescriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &szSddl,
+            nullptr);
+    }
+    Note(std::wstring(szSddl ? szSddl : L"(none)") +
+         (pProcess && pProcess->bInheritHandle ? L", inheritable" : L""));
+    LocalFree(szSddl);
+    return CreateProcessW(szApplication, szCommandLine, pProcess, pThread, fInherit, dwFlags,
+                          pEnvironment, szDirectory, pStartup, pInfo);
+}
+
+// System, Administrators and the owner get full control, the interactive user read, write
+// and execute; the handle is inheritable (kept on purpose: the install manager's own
+// children rely on it).
+Case SecuredUpdate() {
+    Case c = Launch("LaunchApp_Update", "started with the fixed descriptor; no reboot carried",
+                    {Reboot(L"Yes"), Mode(7)}, L"/UPDATE", L"");
+    c.lines.insert(c.lines.begin() + 2, L"D:(A;OICI;GA;;;SY)(A;OICI;GA;;;BA)(A;OICI;GA;;;CO)"
+                                        L"(A;OICI;GXGWGR;;;IU), inheritable");
+    c.szWine = "Wine's SDDL writer orders the rights GXGWGR where the library wrote GRGWGX";
+    c.arrange = Faulty("kernel32.dll", "CreateProcessW", &NoteSecurity);
+    return c;
+}
+
 const int kInstallManager = Register({
     Launch("LaunchApp_UinstallAll", "writes mode 3 and carries YES over", {Reboot(L"YES")}, kAll,
            L"F", {Mode(3)}),
@@ -59,8 +93,7 @@ const int kInstallManager = Register({
            kAll, L"", {Mode(1)}),
     Launch("LaunchApp_UinstallComp", "no mode written; Yes in the 32-bit view is not read",
            {Reboot(L"Yes", W), Mode(7)}, L"/UNINSTALL /IGNORE_UPGRADE /ON_REBOOT_MESSAGE:NO", L""),
-    Launch("LaunchApp_Update", "no reboot carried over", {Reboot(L"Yes"), Mode(7)}, L"/UPDATE",
-           L""),
+    SecuredUpdate(),
     {.szName = "a folder only in the 32-bit view starts nothing: 1627",
      .szAction = "LaunchApp_Update",
      .before = {Str(W, kManager, L"InstallDir", L"%CASE%\\IM"), Program(kProgram)},

@@ -1,4 +1,5 @@
-// The package registry clean-up actions.
+// The package registry clean-up actions. Registry links planted in removed keys go as
+// themselves, never their targets.
 #include "tests/support/cases.h"
 
 #include <tuple>
@@ -7,37 +8,54 @@ using namespace cases;
 
 namespace {
 
-const std::wstring kOrx = L"SOFTWARE\\ORX Technologies";
-const std::wstring kInstall = kOrx + L"\\Install";
+const std::wstring kOrx = L"SOFTWARE\\ORX";
+const std::wstring kInstall = L"SOFTWARE\\ORX Technologies\\Install";
 const std::wstring kPackages = kInstall + L"\\Packages";
 const std::wstring kPid = L"W-05-000U-000-003-002-001-00-07";
-const HKEY kHkcu = HKEY_CURRENT_USER;
-
-std::wstring PackageKey(const std::wstring& strPid) {
-    return kPackages + L"\\" + strPid;
-}
-
-const std::wstring kOrxKey = L"SOFTWARE\\ORX";
 const std::wstring kPn = L"SOFTWARE\\QVX\\PN";
 const std::wstring kPyra = L"SOFTWARE\\QVX\\Pyra";
-const std::wstring kUninstall = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-const std::wstring kLegacy = kUninstall + L"\\All ORX Software";
-const std::wstring kVlmEntry = kUninstall + L"\\QVX Velium Install Manager";
-const std::wstring kLegacyFolder = L"%PROGRAMFILES32%\\ORX Technologies\\UninstallAll";
-
-const std::wstring kBranding = L"SOFTWARE\\QVXBranding";
+const std::wstring kUninstall = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+const std::wstring kLegacy = L"%PROGRAMFILES32%\\ORX Technologies\\UninstallAll";
 const std::wstring kBrand = L"%CASE%\\brand";
+const std::wstring kBranding = L"SOFTWARE\\QVXBranding";
+const std::wstring kTarget = L"SOFTWARE\\VarenLinkTarget";
+const HKEY kHkcu = HKEY_CURRENT_USER;
+// The user's brand key: CleanRegistry clears its named values, a blank name stays.
+const Item kUserQvx = Str(N, L"SOFTWARE\\QVX", L" ", L"", kHkcu);
+const Item kUninstallMode = Str(N, L"SOFTWARE\\QVX", L"UninstallMode", L"1", kHkcu);
+const wchar_t kNotEmpty[] = L"Varen key is not empty thus it will not be deleted ";
+const wchar_t kHasSubKeys[] =
+    L"Varen key has sub keys and is not empty thus it will not be deleted ";
 
-// RemoveARPEntries hides (SystemComponent = 1) the uninstall entry of each package
-// listed in the native "Packages" key, except level 2 and the excepted packages; a
-// level it cannot read leaves the entry visible, and one bad package does not stop
-// the others.
+// CleanRegistry's lines for strPid with the user's brand key there: DeletePackageKey's
+// three, its step, and DeleteVarenRegKey's verdicts on Packages and on Install.
+Lines CleanLines(const std::wstring& strPid, const wchar_t* szPackages, const wchar_t* szInstall) {
+    const std::wstring strPath = kPackages + L"\\" + strPid + L"\\";
+    return {L"Varen_CA DeleteVLMRegKey: PID=" + strPid + L"\n",
+            L"Varen_CA DeletePackageKey(), Key to delete is " + strPath + L" \n",
+            L"Varen_CA DeletePackageKey(), " + strPath + L" key should be deleted \n",
+            L"Varen_CA DeletePackageKey(), SOFTWARE\\QVX\\ Attempted to delete key \n",
+            L"Varen_CA CleanVarenRegKeys(), VLM Package key deleted, will now attempt the "
+            L"Varen (Package) key\n",
+            L"Varen_CA DeleteVarenRegKey(), " + (szPackages + kPackages) + L"\\ \n",
+            L"Varen_CA DeleteVarenRegKey(), " + (szInstall + kInstall) + L"\\ \n"};
+}
+
+// The key a link leads to: a value, a sub-key, and a key named like the package.
+std::vector<Item> WithTarget(std::vector<Item> items) {
+    items.insert(items.end(), {Str(N, kTarget, L"Keep", L"1"), Key(N, kTarget + L"\\Sub"),
+                               Key(N, kTarget + L"\\" + kPid)});
+    return items;
+}
+
+// RemoveARPEntries hides (SystemComponent = 1) the entry of each package in the native
+// "Packages" key but level 2, an unreadable level and the excepted packages.
 Case ArpCase() {
     Case c{.szName = "hides installed packages' entries but level 2 and the excepted ones",
            .szAction = "RemoveARPEntries",
            .uReturn = 1};
     // The package, its level (-1: none), the views listing it, its entry and where it is hidden.
-    const std::vector<std::tuple<std::wstring, int, unsigned, unsigned, unsigned>> packages = {
+    const std::tuple<const wchar_t*, int, unsigned, unsigned, unsigned> packages[] = {
         {L"W-01-0000-000-000-000-001-00-01", 1, N, N, N},
         {L"W-01-0000-000-000-000-001-00-02", 2, N, N, 0},
         {L"W-05-000U-000-003-002-001-00-00", 1, N, N, 0}, // excepted
@@ -46,42 +64,25 @@ Case ArpCase() {
         {L"W-01-0000-000-000-000-001-00-07", -1, N, N, 0},
         {L"W-01-0000-000-000-000-001-00-09", 1, W, N, 0},
     };
-    for (const auto& [strPid, iLevel, packageViews, entryViews, hiddenViews] : packages) {
-        const std::wstring strEntry = kUninstall + L"\\{" + strPid + L"}";
-        c.before.push_back(
-            Str(packageViews, PackageKey(strPid), L"ProductGUID", L"{" + strPid + L"}"));
+    for (const auto& [szPid, iLevel, packageViews, entryViews, hiddenViews] : packages) {
+        const std::wstring strCode = L"{" + std::wstring(szPid) + L"}";
+        const std::wstring strPackage = kPackages + L"\\" + szPid;
+        c.before.push_back(Str(packageViews, strPackage, L"ProductGUID", strCode));
         if (iLevel >= 0) {
-            c.before.push_back(Dword(packageViews, PackageKey(strPid), L"iPackageLevel", iLevel));
+            c.before.push_back(Dword(packageViews, strPackage, L"iPackageLevel", iLevel));
         }
-        c.before.push_back(Str(entryViews, strEntry, L"DisplayName", L"x"));
+        c.before.push_back(Str(entryViews, kUninstall + strCode, L"DisplayName", L"x"));
         if (hiddenViews) {
-            c.after.push_back(Dword(hiddenViews, strEntry, L"SystemComponent", 1));
+            c.after.push_back(Dword(hiddenViews, kUninstall + strCode, L"SystemComponent", 1));
         }
         if (entryViews & ~hiddenViews) {
-            c.gone.push_back(Dword(entryViews & ~hiddenViews, strEntry, L"SystemComponent", 1));
+            c.gone.push_back(
+                Dword(entryViews & ~hiddenViews, kUninstall + strCode, L"SystemComponent", 1));
         }
     }
     return c;
 }
 
-// CleanRegistry's lines for strPid when the user's "SOFTWARE\QVX" exists: its own,
-// DeletePackageKey's three, its step, and DeleteVarenRegKey's verdicts on Packages
-// (szPackages) and on Install, which Packages keeps.
-Lines CleanLines(const std::wstring& strPid, const wchar_t* szPackages) {
-    const std::wstring strPath = PackageKey(strPid) + L"\\";
-    return {L"Varen_CA DeleteVLMRegKey: PID=" + strPid + L"\n",
-            L"Varen_CA DeletePackageKey(), Key to delete is " + strPath + L" \n",
-            L"Varen_CA DeletePackageKey(), " + strPath + L" key should be deleted \n",
-            L"Varen_CA DeletePackageKey(), SOFTWARE\\QVX\\ Attempted to delete key \n",
-            L"Varen_CA CleanVarenRegKeys(), VLM Package key deleted, will now attempt the "
-            L"Varen (Package) key\n",
-            L"Varen_CA DeleteVarenRegKey(), " + std::wstring(szPackages) + kPackages + L"\\ \n",
-            L"Varen_CA DeleteVarenRegKey(), Varen key has sub keys and is not empty thus it will "
-            L"not be deleted " +
-                kInstall + L"\\ \n"};
-}
-
-// A clean-up of fixed keys: the machine before, the return, the lines, what goes.
 Case Removes(const char* szAction, const char* szName, std::vector<Item> before, UINT uReturn,
              Lines lines, std::vector<Item> gone) {
     return {.szName = szName,
@@ -93,55 +94,68 @@ Case Removes(const char* szAction, const char* szName, std::vector<Item> before,
 }
 
 const int kPackageCleanup = Register({
-    {.szName = "a value in the 32-bit view keeps Packages",
+    {.szName = "the last package takes Packages and Install in both views, not their sibling",
      .szAction = "CleanRegistry",
      .data = kPid,
-     .before = {Str(NW, PackageKey(kPid) + L"\\Sub", L"x", L"1"), Str(W, kPackages, L"v", L""),
-                Str(N, L"SOFTWARE\\QVX", L"UninstallMode", L"1", kHkcu),
-                Str(N, L"SOFTWARE\\QVX", L" ", L"", kHkcu)},
-     .lines = CleanLines(kPid, L"Varen key is not empty thus it will not be deleted "),
-     .gone = {Key(NW, PackageKey(kPid)), Str(N, L"SOFTWARE\\QVX", L"UninstallMode", L"", kHkcu)}},
-    {.szName = "undefined data names Packages itself: nothing goes",
+     .before = {Dword(NW, kPackages + L"\\" + kPid, L"iPackageLevel", 1),
+                Key(NW, kInstall + L"Sibling"), kUninstallMode, kUserQvx},
+     .lines = CleanLines(kPid, L"key deleted successfully ", L"key deleted successfully "),
+     .gone = {Key(NW, kInstall), kUninstallMode}},
+    // "Packages\" names Packages itself, which a value in the 32-bit view keeps.
+    {.szName = "undefined data removes no key, a 32-bit value keeps Packages",
      .szAction = "CleanRegistry",
-     .before = {Key(NW, PackageKey(kPid)), Str(N, L"SOFTWARE\\QVX", L" ", L"", kHkcu)},
-     .lines =
-         CleanLines(L"", L"Varen key has sub keys and is not empty thus it will not be deleted ")},
-
+     .before = {Str(W, kPackages, L"v", L""), kUserQvx},
+     .lines = CleanLines(L"", kNotEmpty, kHasSubKeys)},
+    // The package key's path passes through the link.
+    {.szName = "Packages as a link: nothing is removed through it",
+     .szAction = "CleanRegistry",
+     .data = kPid,
+     .before = WithTarget({Link(N, kPackages, kTarget), kUserQvx}),
+     .lines = CleanLines(kPid, kNotEmpty, kHasSubKeys)},
     Removes("ClearInstallRegValues", "values go, not sub-keys, blank or default ones",
             {Str(NW, kInstall, L"InstallDir", L"C:\\"), Dword(NW, kInstall, L"Level", 1),
              Str(NW, kInstall, L" ", L""), Str(NW, kInstall, L"", L"d"),
-             Dword(NW, PackageKey(kPid), L"iPackageLevel", 1), Str(NW, kOrx, L"Sibling", L"")},
+             Dword(NW, kPackages + L"\\" + kPid, L"iPackageLevel", 1),
+             Str(NW, L"SOFTWARE\\ORX Technologies", L"Sibling", L"")},
             1, {}, {Str(NW, kInstall, L"InstallDir", L""), Str(NW, kInstall, L"Level", L"")}),
     // Its path names "SOFTWARE\ORX\A4", but all of "SOFTWARE\ORX" goes.
-    Removes("DeleteA4Registry", "all of ORX in both views",
-            {Key(NW, kOrxKey + L"\\A4\\Sub"), Str(NW, kOrxKey, L"Value", L""),
-             Key(W, kOrxKey + L"\\Only32\\Deep"), Key(NW, kOrxKey + L"Sibling"), Key(NW, kInstall)},
-            1, {L"VAREN_CA: SearchA4RegKey  \n"}, {Key(NW, kOrxKey)}),
-    Removes("DeleteORXKey", "the ORX tree in the 32-bit view only",
-            {Key(NW, kOrxKey + L"\\A4\\Sub"), Str(NW, kOrxKey + L"\\B", L"v", L""),
-             Key(NW, kOrxKey + L"Sibling")},
-            0, {}, {Key(W, kOrxKey)}),
+    Removes("DeleteA4Registry", "all of ORX in both views, links as themselves",
+            WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Str(NW, kOrx, L"Value", L""),
+                        Key(W, kOrx + L"\\Only32\\Deep"), Link(NW, kOrx + L"\\A4\\Link", kTarget),
+                        Key(NW, kOrx + L"Sibling"), Key(NW, kInstall)}),
+            1, {L"VAREN_CA: SearchA4RegKey  \n"}, {Key(NW, kOrx)}),
+    Removes("DeleteORXKey", "the ORX tree in the 32-bit view only, a link as itself",
+            WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Link(W, kOrx + L"\\Link", kTarget),
+                        Key(NW, kOrx + L"Sibling")}),
+            0, {}, {Key(W, kOrx)}),
     Removes("DeletePNKEY", "PN in both views",
             {Str(NW, kPn, L"PNBrandingInstallDir", L"C:\\"), Key(NW, kPn + L"\\Sub\\Deeper"),
              Key(NW, kPn + L"X"), Str(NW, L"SOFTWARE\\QVX", L"PN", L"")},
             0, {}, {Key(NW, kPn)}),
+    // A link at the system's level is followed, as CurrentControlSet is; the PN key
+    // below it, itself a link, goes alone.
+    Removes("DeletePNKEY", "the PN key as a link below a followed link: the link alone goes",
+            WithTarget({Link(N, L"SOFTWARE\\QVX", kTarget), Key(N, kTarget + L"\\Other"),
+                        Link(N, kTarget + L"\\PN", kTarget + L"\\Sub")}),
+            0, {}, {Key(N, kTarget + L"\\PN")}),
     Removes("DeletePyraRegistry", "for the machine and the user",
             {Str(NW, kPyra + L"\\Sub", L"v", L""), Key(NW, kPyra + L"Sibling"),
              Str(NW, kPyra + L"\\Sub", L"v", L"", kHkcu), Key(NW, kPyra + L"Sibling", kHkcu)},
             1, {L"VAREN_CA: SearchHalvoRegKey  \n"}, {Key(NW, kPyra), Key(NW, kPyra, kHkcu)}),
     Removes("RmLegacyUninstall", "the folder goes to the Recycle Bin, the entry from both views",
-            {Str(NW, kLegacy + L"\\Sub", L"v", L""), Key(NW, kLegacy + L" 2"),
-             File(kLegacyFolder + L"\\sub\\f.txt"),
+            {Str(NW, kUninstall + L"All ORX Software\\Sub", L"v", L""),
+             Key(NW, kUninstall + L"All ORX Software 2"), File(kLegacy + L"\\sub\\f.txt"),
              File(L"%PROGRAMFILES32%\\ORX Technologies\\Keep\\f.txt")},
             0,
             {L"Varen_CA CleanUninstallerFiles folder deleted\n",
              L"VAREN_CA RemoveLegacyUninstall cleaned files \n",
              L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"},
-            {Key(NW, kLegacy), cases::Folder(kLegacyFolder)}),
+            {Key(NW, kUninstall + L"All ORX Software"), Folder(kLegacy)}),
     // Called first in a freshly loaded module, it logs through no session.
     Removes("RemoveVLMEntry", "the entry goes, its lines are lost",
-            {Str(NW, kVlmEntry + L"\\Sub", L"v", L""), Key(NW, kVlmEntry + L" 2")}, 1, {},
-            {Key(NW, kVlmEntry)}),
+            {Str(NW, kUninstall + L"QVX Velium Install Manager\\Sub", L"v", L""),
+             Key(NW, kUninstall + L"QVX Velium Install Manager 2")},
+            1, {}, {Key(NW, kUninstall + L"QVX Velium Install Manager")}),
     ArpCase(),
     {.szName = "keeps what the branding key names",
      .szAction = "DeleteandRetainValues",
@@ -156,7 +170,7 @@ const int kPackageCleanup = Register({
                 Str(N, kBranding, L"Folder", kBrand + L"\\Kept"),
                 Str(N, kBranding, L"Relative", L"logo.png"),
                 Str(W, kBranding, L"Noext", kBrand + L"\\noext")},
-     .gone = {cases::Folder(kBrand + L"\\Fonts"), File(kBrand + L"\\logo.png"),
+     .gone = {Folder(kBrand + L"\\Fonts"), File(kBrand + L"\\logo.png"),
               File(kBrand + L"\\noext")}},
 });
 
