@@ -19,6 +19,10 @@ __attribute__((noinline)) int Recurse(int iDepth) {
 
 } // namespace
 
+// The export table's stub for VarenTestFaultAlone (cmake/ActionGuards.cmake): a call
+// through it enters as the installer's would.
+extern "C" UINT __stdcall VarenGuard_VarenTestFaultAlone(MSIHANDLE hInstall);
+
 // Faults with no session, as an action called with a handle of 0 would.
 extern "C" UINT __stdcall VarenTestFaultAlone(MSIHANDLE) {
     *static_cast<volatile int*>(nullptr) = 1;
@@ -37,14 +41,7 @@ extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
     } else if (strMode == L"overflow") {
         return static_cast<UINT>(Recurse(0));
     } else if (strMode == L"alone") {
-        // Through the export table, so that the call enters through its stub.
-        using Action = UINT(__stdcall*)(MSIHANDLE);
-        HMODULE hSelf = nullptr;
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                           reinterpret_cast<const wchar_t*>(&VarenTestFault), &hSelf);
-        return reinterpret_cast<Action>(
-            reinterpret_cast<void*>(GetProcAddress(hSelf, "VarenTestFaultAlone")))(0);
+        return VarenGuard_VarenTestFaultAlone(0);
     }
     return 0;
 }

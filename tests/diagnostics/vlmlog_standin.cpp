@@ -4,6 +4,7 @@
 // version written in "VLMLog.version" beside it, or 1.
 #include <windows.h>
 
+#include <cstdio>
 #include <string>
 
 namespace {
@@ -20,34 +21,28 @@ std::wstring Beside(const wchar_t* szName) {
 }
 
 void Record(const std::wstring& strLine) {
-    HANDLE hFile = CreateFileW(Beside(L"VLMLog.txt").c_str(), FILE_APPEND_DATA, FILE_SHARE_READ,
-                               nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (hFile == INVALID_HANDLE_VALUE) {
-        return;
-    }
     const std::wstring strText = strLine + L"\n";
     char szBytes[4096];
     const int cbText =
         WideCharToMultiByte(CP_UTF8, 0, strText.c_str(), static_cast<int>(strText.size()), szBytes,
                             sizeof(szBytes), nullptr, nullptr);
-    DWORD cbWritten = 0;
-    WriteFile(hFile, szBytes, static_cast<DWORD>(cbText), &cbWritten, nullptr);
-    CloseHandle(hFile);
+    if (FILE* pFile = _wfopen(Beside(L"VLMLog.txt").c_str(), L"ab")) {
+        fwrite(szBytes, 1, static_cast<size_t>(cbText), pFile);
+        fclose(pFile);
+    }
 }
 
 } // namespace
 
 extern "C" DWORD WINAPI VlmLogVersion() {
-    char szVersion[16] = {};
-    DWORD cbRead = 0;
-    HANDLE hFile = CreateFileW(Beside(L"VLMLog.version").c_str(), GENERIC_READ, FILE_SHARE_READ,
-                               nullptr, OPEN_EXISTING, 0, nullptr);
-    if (hFile == INVALID_HANDLE_VALUE) {
+    FILE* pFile = _wfopen(Beside(L"VLMLog.version").c_str(), L"rb");
+    if (pFile == nullptr) {
         return 1;
     }
-    ReadFile(hFile, szVersion, sizeof(szVersion) - 1, &cbRead, nullptr);
-    CloseHandle(hFile);
-    return static_cast<DWORD>(strtoul(szVersion, nullptr, 10));
+    char szVersion[16] = {};
+    fread(szVersion, 1, sizeof(szVersion) - 1, pFile);
+    fclose(pFile);
+    return strtoul(szVersion, nullptr, 10);
 }
 
 extern "C" BOOL WINAPI VlmLogOpen(const wchar_t* szSource) {
