@@ -1,6 +1,5 @@
-// Exports that fault on purpose, linked only into the test build Varen_CA_test.dll
-// (never into Varen_CA.dll), so that the crash reporter can be proven through the
-// installer. The property VARENTESTFAULT picks the fault.
+// Exports of the test build Varen_CA_test.dll only: faults on purpose, picked by the
+// property VARENTESTFAULT, that prove the crash reporter through the installer.
 #include "runtime/record_text.h"
 #include "runtime/session.h"
 #include "system/services.h"
@@ -9,8 +8,7 @@
 
 namespace {
 
-// Deep enough to run out of any thread's stack; the volatile buffer keeps the
-// compiler from turning the recursion into a loop.
+// Runs out of any thread's stack; the volatile buffer keeps it from becoming a loop.
 __attribute__((noinline)) int Recurse(int iDepth) {
     volatile char buffer[4096];
     buffer[0] = static_cast<char>(iDepth);
@@ -19,8 +17,7 @@ __attribute__((noinline)) int Recurse(int iDepth) {
 
 } // namespace
 
-// The export table's stub for VarenTestFaultAlone (cmake/ActionGuards.cmake): a call
-// through it enters as the installer's would.
+// The export table's stub (cmake/ActionGuards.cmake): a call enters as the installer's.
 extern "C" UINT __stdcall VarenGuard_VarenTestFaultAlone(MSIHANDLE hInstall);
 
 // Faults with no session, as an action called with a handle of 0 would.

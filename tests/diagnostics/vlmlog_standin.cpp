@@ -1,21 +1,18 @@
-// A stand-in for the install manager's logging library "VLMLog.dll", built by the
-// tests. It appends what it is asked to do to "VLMLog.txt" beside itself, one UTF-8
-// line each: "open <source>", every line written, "close". It reports the interface
-// version written in "VLMLog.version" beside it, or 1.
+// A stand-in for the install manager's logging library "VLMLog.dll": it appends what it
+// is asked to do to "VLMLog.txt" beside itself, one UTF-8 line each ("open <source>",
+// every line written, "close"), and reports the version in "VLMLog.version" there, or 1.
 #include <windows.h>
 
 #include <cstdio>
 #include <string>
 
+extern "C" IMAGE_DOS_HEADER __ImageBase; // this library's own image
+
 namespace {
 
 std::wstring Beside(const wchar_t* szName) {
-    HMODULE hSelf = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<const wchar_t*>(&Beside), &hSelf);
     wchar_t szPath[MAX_PATH] = {};
-    GetModuleFileNameW(hSelf, szPath, MAX_PATH);
+    GetModuleFileNameW(reinterpret_cast<HMODULE>(&__ImageBase), szPath, MAX_PATH);
     const std::wstring strPath = szPath;
     return strPath.substr(0, strPath.find_last_of(L'\\') + 1) + szName;
 }

@@ -1,5 +1,4 @@
-// Shared by the fuzz targets: the input cut into text fields, and the check that
-// stops the run where a property fails.
+// Shared by the fuzz targets: the check that stops the run, and text fields.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,5 @@
 // Feeds arbitrary texts to the path and name parsers (service binary paths, parent
-// folders, key paths, product codes, versions) checking what each must give
-// whatever the text.
+// folders, key paths, product codes, versions): what each must give whatever the text.
 #include "suite/profiler_cleanup_text.h"
 #include "system/registry_text.h"
 #include "system/service_text.h"

@@ -1,6 +1,5 @@
-// Feeds arbitrary UTF-16 records to the CustomActionData key parser and checks what
-// each result must be, whatever the input: the text after the first occurrence of
-// the key (or from L - 1 when it is missing) up to the first ";", or
+// Feeds arbitrary records to the CustomActionData key parser: the value is the text after
+// the key's first occurrence (from L - 1 when it is missing) up to the first ";", or
 // std::out_of_range when that start lies past the end.
 #include "runtime/record_text.h"
 #include "tests/fuzz/fuzz_support.h"

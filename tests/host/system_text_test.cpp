@@ -23,7 +23,6 @@ TEST(ClassifyRemovalPath, KindAndTargetByText) {
         RemovalPathKind kind;
     } kCases[] = {
         {L"c:/A/B//", L"c:\\A\\B", Removable},
-        {L"\\\\server\\share\\dir\\", L"\\\\server\\share\\dir", Removable},
         {L"C:\\\\\\", L"C:", Root},
         {L"//server/share/", L"\\\\server\\share", Root},
         {L"", L"", Empty},
@@ -33,7 +32,6 @@ TEST(ClassifyRemovalPath, KindAndTargetByText) {
         {L"C:\\A\\.\\B", L"C:\\A\\.\\B", Invalid},
         {L"\\\\server\\share\\..\\x", L"\\\\server\\share\\..\\x", Invalid},
         {L"C:\\A\\*", L"C:\\A\\*", Invalid},
-        {L"\"C:\\A", L"\"C:\\A", Invalid},
     };
     for (const auto& c : kCases) {
         const RemovalPath path = ClassifyRemovalPath(c.szPath);
