@@ -38,7 +38,7 @@ if(VAREN_FUZZ)
 endif()
 
 # Every export has a section in the actions reference, and every section names an export.
-add_test(NAME actions_reference COMMAND ${CMAKE_SOURCE_DIR}/tests/check-actions-reference
+add_test(NAME actions_reference COMMAND ${CMAKE_SOURCE_DIR}/tests/check-exports
     ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def ${CMAKE_SOURCE_DIR}/docs/actions.md)
 
 # The committed WiX fragment is what packaging/generate-wxs makes of the reference.

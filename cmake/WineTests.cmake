@@ -85,8 +85,8 @@ target_link_options(vlmlog_standin PRIVATE -static)
 add_dependencies(cases_test vlmlog_standin probe_ca Varen_CA_test)
 
 # The DLL's imports and exports, checked from the host with objdump.
-add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-dll-image
-    ${CMAKE_BINARY_DIR}/Varen_CA.dll ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def)
+add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-exports
+    ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def ${CMAKE_BINARY_DIR}/Varen_CA.dll)
 
 # End-to-end: packages built with msitools and installed through msiexec. The
 # probe DLL stands in for deferred partners that are not part of Varen_CA.

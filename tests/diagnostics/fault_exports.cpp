@@ -1,6 +1,5 @@
-// Exports that fault on purpose, linked only into the test build Varen_CA_test.dll
-// (never into Varen_CA.dll), so that the crash reporter can be proven through the
-// installer. The property VARENTESTFAULT picks the fault.
+// Exports of the test build Varen_CA_test.dll only: faults on purpose, picked by the
+// property VARENTESTFAULT, that prove the crash reporter through the installer.
 #include "runtime/record_text.h"
 #include "runtime/session.h"
 #include "system/services.h"
@@ -9,8 +8,7 @@
 
 namespace {
 
-// Deep enough to run out of any thread's stack; the volatile buffer keeps the
-// compiler from turning the recursion into a loop.
+// Runs out of any thread's stack; the volatile buffer keeps it from becoming a loop.
 __attribute__((noinline)) int Recurse(int iDepth) {
     volatile char buffer[4096];
     buffer[0] = static_cast<char>(iDepth);
@@ -18,6 +16,9 @@ __attribute__((noinline)) int Recurse(int iDepth) {
 }
 
 } // namespace
+
+// The export table's stub (cmake/ActionGuards.cmake): a call enters as the installer's.
+extern "C" UINT __stdcall VarenGuard_VarenTestFaultAlone(MSIHANDLE hInstall);
 
 // Faults with no session, as an action called with a handle of 0 would.
 extern "C" UINT __stdcall VarenTestFaultAlone(MSIHANDLE) {
@@ -37,14 +38,7 @@ extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
     } else if (strMode == L"overflow") {
         return static_cast<UINT>(Recurse(0));
     } else if (strMode == L"alone") {
-        // Through the export table, so that the call enters through its stub.
-        using Action = UINT(__stdcall*)(MSIHANDLE);
-        HMODULE hSelf = nullptr;
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                           reinterpret_cast<const wchar_t*>(&VarenTestFault), &hSelf);
-        return reinterpret_cast<Action>(
-            reinterpret_cast<void*>(GetProcAddress(hSelf, "VarenTestFaultAlone")))(0);
+        return VarenGuard_VarenTestFaultAlone(0);
     }
     return 0;
 }

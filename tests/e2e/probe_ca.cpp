@@ -8,13 +8,10 @@
 #include <string>
 
 extern "C" UINT __stdcall LogCustomActionData(MSIHANDLE hInstall) {
-    wchar_t szEmpty[1] = L"";
-    DWORD cchData = 0;
-    MsiGetPropertyW(hInstall, L"CustomActionData", szEmpty, &cchData);
-    std::wstring strData(++cchData, L'\0');
-    MsiGetPropertyW(hInstall, L"CustomActionData", strData.data(), &cchData);
-    strData.resize(cchData);
-    const std::wstring strLine = L"probe CustomActionData=" + strData + L"|";
+    wchar_t szData[1024] = L"";
+    DWORD cchData = 1024;
+    MsiGetPropertyW(hInstall, L"CustomActionData", szData, &cchData);
+    const std::wstring strLine = L"probe CustomActionData=" + std::wstring(szData) + L"|";
     MSIHANDLE hRecord = MsiCreateRecord(0);
     MsiRecordSetStringW(hRecord, 0, strLine.c_str());
     MsiProcessMessage(hInstall, INSTALLMESSAGE_INFO, hRecord);

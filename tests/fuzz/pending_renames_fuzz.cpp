@@ -5,27 +5,17 @@
 #include "suite/profile_client_text.h"
 #include "tests/fuzz/fuzz_support.h"
 
-namespace {
-
-bool IsDropped(const std::wstring& str) {
-    return str.empty() || str.find(L"\\Performance Profile Client") != std::wstring::npos;
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
     const std::vector<std::wstring> vecBefore = SplitMultiString(pData, cbData);
     std::vector<std::wstring> vecKept;
     for (const std::wstring& str : vecBefore) {
-        if (!IsDropped(str)) {
+        if (!str.empty() && str.find(L"\\Performance Profile Client") == std::wstring::npos) {
             vecKept.push_back(str);
         }
     }
     const auto cleaned = CleanPendingRenames(pData, cbData);
     Check(cleaned.has_value() == (vecKept.size() != vecBefore.size()));
-    if (cleaned) {
-        Check(SplitMultiString(cleaned->data(), cleaned->size()) == vecKept);
-        Check(*cleaned == JoinMultiString(vecKept));
-    }
+    Check(!cleaned || SplitMultiString(cleaned->data(), cleaned->size()) == vecKept);
+    Check(!cleaned || *cleaned == JoinMultiString(vecKept));
     return 0;
 }
