@@ -69,4 +69,26 @@ const int kServices = Register({
      .commands = {L"\"" + kA4Program + L"\" /stop"}},
 });
 
+// The stop routine's debugger lines are its contract, but no export of the suite's
+// library calls the reporting variant: the test build exports it.
+Case Stop(const char* szName, const wchar_t* szBehaviour, DWORD dwState, const wchar_t* szDebug,
+          DWORD dwStateAfter) {
+    return {.szName = szName,
+            .szAction = "VarenTestStopService",
+            .szDll = L"Varen_CA_test.dll",
+            .data = kTarget,
+            .before = {Service(kTarget, kProgram, szBehaviour, dwState), kNeighbour},
+            .after = {Service(kTarget, kProgram, szBehaviour, dwStateAfter)},
+            .debug = {szDebug}};
+}
+
+const int kStop = Register({
+    Stop("stops a running service", L"hint=0", SERVICE_RUNNING, L"Service stopped successfully.\n",
+         SERVICE_STOPPED),
+    Stop("a stopped service is left alone", L"hint=0", SERVICE_STOPPED,
+         L"Service is already stopped.\n", SERVICE_STOPPED),
+    Stop("a refused stop is reported", L"refuse", SERVICE_RUNNING,
+         L"Error: ControlService failed.\n", SERVICE_RUNNING),
+});
+
 } // namespace
