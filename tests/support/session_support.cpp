@@ -32,7 +32,7 @@ ActionSession::ActionSession(const PropertyRows& properties,
     m_records.clear(); // the installer's own "Logging started" line
     m_hDll = LoadLibraryW(szDll);
     if (!m_hDll) {
-        throw std::runtime_error("cannot load the library");
+        throw std::runtime_error("cannot load " + std::string(szDll, szDll + wcslen(szDll)));
     }
 }
 
@@ -86,37 +86,8 @@ void** FindSlotByName(BYTE* pBase, IMAGE_THUNK_DATA* pNames, IMAGE_THUNK_DATA* p
     return nullptr;
 }
 
-// The same for a DLL bound on first call. The linker leaves the delay-import
-// directory entry empty, so the descriptors (RVA-based, attribute 1) are found by
-// scanning the image's sections for one whose RVAs lie in the image and whose name
-// is szDll.
-void** FindDelayImportSlot(BYTE* pBase, const IMAGE_NT_HEADERS* pNt, const char* szDll,
-                           const char* szFunction) {
-    const DWORD cbImage = pNt->OptionalHeader.SizeOfImage;
-    const IMAGE_SECTION_HEADER* pSection = IMAGE_FIRST_SECTION(pNt);
-    for (WORD iSection = 0; iSection < pNt->FileHeader.NumberOfSections; ++iSection, ++pSection) {
-        const DWORD dwEnd = pSection->VirtualAddress + pSection->Misc.VirtualSize;
-        for (DWORD dwRva = pSection->VirtualAddress;
-             dwRva + sizeof(IMAGE_DELAYLOAD_DESCRIPTOR) <= dwEnd; dwRva += sizeof(DWORD)) {
-            const auto* pDesc = reinterpret_cast<const IMAGE_DELAYLOAD_DESCRIPTOR*>(pBase + dwRva);
-            if (pDesc->Attributes.AllAttributes != 1 || pDesc->DllNameRVA == 0 ||
-                pDesc->DllNameRVA >= cbImage || pDesc->ImportAddressTableRVA == 0 ||
-                pDesc->ImportAddressTableRVA >= cbImage || pDesc->ImportNameTableRVA == 0 ||
-                pDesc->ImportNameTableRVA >= cbImage ||
-                _stricmp(reinterpret_cast<const char*>(pBase + pDesc->DllNameRVA), szDll) != 0) {
-                continue;
-            }
-            return FindSlotByName(
-                pBase, reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->ImportNameTableRVA),
-                reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->ImportAddressTableRVA),
-                szFunction);
-        }
-    }
-    return nullptr;
-}
-
-// The address of the import table slot through which hModule calls
-// szDll!szFunction (imported by name, at load or on first call), or nullptr.
+// The address of the import table slot through which hModule calls szDll!szFunction
+// (imported by name at load), or nullptr.
 void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction) {
     auto* pBase = reinterpret_cast<BYTE*>(hModule);
     const auto* pDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase);
@@ -134,7 +105,7 @@ void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction
             return ppSlot;
         }
     }
-    return FindDelayImportSlot(pBase, pNt, szDll, szFunction);
+    return nullptr;
 }
 
 } // namespace
