@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
 
 // Every test program runs in a job that ends its processes when the program ends,
@@ -69,43 +69,20 @@ std::wstring ActionSession::Property(const wchar_t* szName) const {
 
 namespace {
 
-// The slot among the thunks at pNames/pSlots (name table and address table of one
-// imported DLL) through which szFunction (imported by name) is called, or nullptr.
-void** FindSlotByName(BYTE* pBase, IMAGE_THUNK_DATA* pNames, IMAGE_THUNK_DATA* pSlots,
-                      const char* szFunction) {
-    for (; pNames->u1.AddressOfData != 0; ++pNames, ++pSlots) {
-        if (IMAGE_SNAP_BY_ORDINAL(pNames->u1.Ordinal)) {
-            continue;
-        }
-        const auto* pName =
-            reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(pBase + pNames->u1.AddressOfData);
-        if (std::strcmp(reinterpret_cast<const char*>(pName->Name), szFunction) == 0) {
-            return reinterpret_cast<void**>(&pSlots->u1.Function);
-        }
-    }
-    return nullptr;
-}
-
-// The address of the import table slot through which hModule calls szDll!szFunction
-// (imported by name at load), or nullptr.
+// The slot of hModule's import address table that holds szDll!szFunction (an import
+// bound at load), or nullptr.
 void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction) {
+    const HMODULE hTarget = GetModuleHandleA(szDll);
+    void* pFunction =
+        hTarget ? reinterpret_cast<void*>(GetProcAddress(hTarget, szFunction)) : nullptr;
     auto* pBase = reinterpret_cast<BYTE*>(hModule);
-    const auto* pDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase);
-    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(pBase + pDos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& imports =
-        pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto* pDesc = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(pBase + imports.VirtualAddress);
-         pDesc->Name != 0; ++pDesc) {
-        if (_stricmp(reinterpret_cast<const char*>(pBase + pDesc->Name), szDll) != 0) {
-            continue;
-        }
-        if (void** ppSlot = FindSlotByName(
-                pBase, reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->OriginalFirstThunk),
-                reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->FirstThunk), szFunction)) {
-            return ppSlot;
-        }
-    }
-    return nullptr;
+    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
+        pBase + reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& iat = pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IAT];
+    void** ppFirst = reinterpret_cast<void**>(pBase + iat.VirtualAddress);
+    void** ppEnd = ppFirst + iat.Size / sizeof(void*);
+    void** ppSlot = std::find(ppFirst, ppEnd, pFunction);
+    return pFunction && ppSlot != ppEnd ? ppSlot : nullptr;
 }
 
 } // namespace
