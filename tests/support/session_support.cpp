@@ -29,7 +29,7 @@ ActionSession::ActionSession(const PropertyRows& properties,
         OpenSession(m_strPackage, &ActionSession::OnRecord, this, m_hSession) != ERROR_SUCCESS) {
         throw std::runtime_error("cannot open the package");
     }
-    m_records.clear(); // the installer's own "Logging started" line
+    m_lines.clear(); // the installer's own "Logging started" line
     m_hDll = LoadLibraryW(szDll);
     if (!m_hDll) {
         throw std::runtime_error("cannot load " + std::string(szDll, szDll + wcslen(szDll)));
@@ -44,7 +44,9 @@ ActionSession::~ActionSession() {
 }
 
 int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord) {
-    static_cast<ActionSession*>(pContext)->m_records.push_back({uType, RecordText(hRecord)});
+    auto* pSession = static_cast<ActionSession*>(pContext);
+    ((uType & 0xFF000000) == INSTALLMESSAGE_USER ? pSession->m_messages : pSession->m_lines)
+        .push_back(RecordText(hRecord));
     return 0; // the installer decides, as with no user interface
 }
 
