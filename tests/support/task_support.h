@@ -2,8 +2,6 @@
 // reached through ITaskService on the calling thread.
 #pragma once
 
-#include "runtime/handles.h"
-
 #include <windows.h>
 #include <taskschd.h>
 
@@ -23,10 +21,10 @@ class TaskRoot {
     void Register(const std::wstring& strName) const;
     void Delete(const std::wstring& strName) const;
     // The root folder (null when the service could not be reached).
-    ITaskFolder* Folder() const { return m_pFolder.get(); }
+    ITaskFolder* Folder() const { return m_pFolder; }
 
   private:
     HRESULT m_hrCom = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    UniqueComPtr<ITaskService> m_pService;
-    UniqueComPtr<ITaskFolder> m_pFolder;
+    ITaskService* m_pService = nullptr;
+    ITaskFolder* m_pFolder = nullptr;
 };
