@@ -324,10 +324,9 @@ std::string Content(const Item& item) {
 // Fails unless the item is there in the view with the content it describes.
 void ExpectAsDescribed(const Item& item, View view, const char* szWhy) {
     const std::optional<Item> stored = ReadBack(item, view);
-    const std::string strStored = stored ? Content(*stored) : "missing";
-    EXPECT_TRUE(stored && strStored == Content(item))
-        << Describe(item, view) << szWhy << ": " << (stored ? "holds " : "") << strStored
-        << ", expected " << Content(item);
+    EXPECT_TRUE(stored && Content(*stored) == Content(item))
+        << Describe(item, view) << szWhy << ": "
+        << (stored ? "holds " + Content(*stored) + ", expected " + Content(item) : "missing");
 }
 
 // A gone item takes an arranged one: the same item, or anything at or below a gone key
@@ -798,21 +797,18 @@ void RunCase(const Case& c) {
     fs::remove_all(caseFolder, error);
 }
 
-std::string TestName(const char* szName) {
-    std::string strName = szName;
-    std::replace_if(
-        strName.begin(), strName.end(),
-        [](char ch) { return !std::isalnum(static_cast<unsigned char>(ch)); }, '_');
-    return strName;
-}
+struct CaseTest : testing::Test {
+    explicit CaseTest(const Case& c) : m_case(c) {}
+    void TestBody() override { RunCase(m_case); }
+    const Case& m_case;
+};
 
 } // namespace
 
 void Note(const std::wstring& strText) {
-    const MSIHANDLE hRecord = MsiCreateRecord(0);
-    MsiRecordSetStringW(hRecord, 0, strText.c_str());
-    MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord);
-    MsiCloseHandle(hRecord);
+    const UniqueMsiHandle hRecord(MsiCreateRecord(0));
+    MsiRecordSetStringW(hRecord.get(), 0, strText.c_str());
+    MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord.get());
 }
 
 std::wstring Expand(const std::wstring& strText) {
@@ -844,16 +840,13 @@ int Register(std::vector<Case> newCases) {
                                       : ShowsWindows(stored) ? "Desktop_"
                                                              : "") +
                                      std::string(stored.szAction);
-        testing::RegisterTest(strSuite.c_str(), TestName(stored.szName).c_str(), nullptr, nullptr,
-                              __FILE__, __LINE__, [pCase = &stored]() -> testing::Test* {
-                                  struct CaseTest : testing::Test {
-                                      const Case* pCase = nullptr;
-                                      void TestBody() override { RunCase(*pCase); }
-                                  };
-                                  auto* pTest = new CaseTest;
-                                  pTest->pCase = pCase;
-                                  return pTest;
-                              });
+        std::string strName = stored.szName;
+        std::replace_if(
+            strName.begin(), strName.end(),
+            [](char ch) { return !std::isalnum(static_cast<unsigned char>(ch)); }, '_');
+        testing::RegisterTest(
+            strSuite.c_str(), strName.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+            [pCase = &stored]() -> testing::Test* { return new CaseTest(*pCase); });
     }
     return static_cast<int>(registered.size());
 }
