@@ -3,7 +3,7 @@
 // deleted. The growth factor time(10,000) / time(1,000) is about 10 when the work is
 // linear; comparing every entry with every kept name would make it about 100. The
 // same growth of DeleteFileW on the same files shows what the file system adds.
-#include "tests/support/registry_support.h"
+#include "bench/registry_scope.h"
 #include "tests/support/session_support.h"
 
 #include <algorithm>

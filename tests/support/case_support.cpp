@@ -4,12 +4,12 @@
 
 #include "runtime/handles.h"
 #include "tests/support/registry_support.h"
-#include "tests/support/service_support.h"
 #include "tests/support/standin_support.h"
 #include "tests/support/task_support.h"
 
 #include <msiquery.h>
 #include <shlobj.h>
+#include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 
@@ -20,6 +20,32 @@
 #include <iterator>
 
 namespace fs = std::filesystem;
+
+std::wstring KnownFolder(int iCsidl) {
+    wchar_t szPath[MAX_PATH] = {};
+    SHGetFolderPathW(nullptr, iCsidl, nullptr, SHGFP_TYPE_CURRENT, szPath);
+    return szPath;
+}
+
+namespace {
+
+// The path of szName in this program's folder, where the stand-in and the test service
+// are built.
+std::wstring BuiltProgram(const wchar_t* szName) {
+    wchar_t szSelf[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
+    const std::wstring strSelf = szSelf;
+    return strSelf.substr(0, strSelf.find_last_of(L'\\') + 1) + szName;
+}
+
+// The temporary folder, with its trailing "\".
+std::wstring TestTempFolder() {
+    wchar_t szTemp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, szTemp);
+    return szTemp;
+}
+
+} // namespace
 
 namespace cases {
 
@@ -83,9 +109,8 @@ const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
     return tokens;
 }
 
-bool IsFileSystem(const Item& item) {
-    return item.kind == Kind::File || item.kind == Kind::Folder || item.kind == Kind::Program ||
-           item.kind == Kind::Shortcut || item.kind == Kind::Process;
+bool IsRegistry(const Item& item) {
+    return item.kind == Kind::Key || item.kind == Kind::Value || item.kind == Kind::Link;
 }
 
 // Items known by name alone: services and tasks.
@@ -105,7 +130,7 @@ bool IsAtOrBelow(const std::wstring& strPath, const std::wstring& strTop) {
 
 // The registry views an item is checked in; anything else is checked once.
 std::vector<View> ViewsOf(const Item& item) {
-    if (IsFileSystem(item) || IsNamed(item) || item.views == N) {
+    if (!IsRegistry(item) || item.views == N) {
         return {View::Native};
     }
     return item.views == W ? std::vector<View>{View::Wow32}
@@ -116,14 +141,109 @@ std::string Describe(const Item& item, View view) {
     static const char* const kKinds[] = {"key",     "value",    "file",    "folder", "program",
                                          "service", "shortcut", "process", "link",   "task"};
     const std::string strKind = kKinds[static_cast<int>(item.kind)];
-    if (IsNamed(item) || IsFileSystem(item)) {
+    if (!IsRegistry(item)) {
         return strKind + " " + Narrow(IsNamed(item) ? item.strName : item.strPath);
     }
     return strKind + (item.hRoot == HKEY_CURRENT_USER ? " HKCU\\" : " HKLM\\") +
-           Narrow(item.strPath) +
-           (item.kind == Kind::Value ? " [" + Narrow(item.strName) + "]" : "") +
-           (item.kind == Kind::Link ? " -> HKLM\\" + Narrow(item.strName) : "") +
+           Narrow(item.strPath) + (item.strName.empty() ? "" : " [" + Narrow(item.strName) + "]") +
            (view == View::Wow32 ? " in the 32-bit view" : " in the 64-bit view");
+}
+
+// The ids of the processes fMatch picks. The thread's last error is left as it was:
+// some actions log whatever error they find.
+template <typename TMatch>
+std::vector<DWORD> FindProcesses(TMatch fMatch) {
+    std::vector<DWORD> ids;
+    const DWORD dwLastError = GetLastError();
+    const UniqueHandle hSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL fEntry = Process32FirstW(hSnapshot.get(), &entry); fEntry;
+         fEntry = Process32NextW(hSnapshot.get(), &entry)) {
+        if (fMatch(entry)) {
+            ids.push_back(entry.th32ProcessID);
+        }
+    }
+    SetLastError(dwLastError);
+    return ids;
+}
+
+constexpr DWORD kSettleMs = 20000;
+
+UniqueServiceHandle OpenNamedService(const std::wstring& strName, DWORD dwAccess) {
+    const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    return UniqueServiceHandle(OpenServiceW(hManager.get(), strName.c_str(), dwAccess));
+}
+
+// Deletes the service and ends every process of its program: a stopped service's
+// process may outlive its stop for a while.
+void RemoveTestService(const Item& item) {
+    if (const UniqueServiceHandle hService = OpenNamedService(item.strName, DELETE)) {
+        DeleteService(hService.get());
+    }
+    for (DWORD dwId : FindProcesses([](const PROCESSENTRY32W&) { return true; })) {
+        const UniqueHandle hProcess(OpenProcess(
+            PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, dwId));
+        wchar_t szImage[MAX_PATH] = {};
+        DWORD cchImage = MAX_PATH;
+        if (hProcess && QueryFullProcessImageNameW(hProcess.get(), 0, szImage, &cchImage) &&
+            SamePath(szImage, item.strPath)) {
+            TerminateProcess(hProcess.get(), 1);
+            WaitForSingleObject(hProcess.get(), kSettleMs);
+        }
+    }
+}
+
+// Registers the test service (demand start, own process) and brings it to its state; one
+// of that name left by an earlier run goes first.
+void CreateTestService(const Item& item) {
+    RemoveTestService(item);
+    ASSERT_TRUE(CopyFileW(BuiltProgram(L"varen_service.exe").c_str(), item.strPath.c_str(), FALSE))
+        << "cannot place the test service";
+    const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    const std::wstring strBinary =
+        L"\"" + item.strPath + L"\"" + (item.strArguments.empty() ? L"" : L" " + item.strArguments);
+    const UniqueServiceHandle hService(CreateServiceW(
+        hManager.get(), item.strName.c_str(), item.strName.c_str(), SERVICE_ALL_ACCESS,
+        SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_IGNORE, strBinary.c_str(),
+        nullptr, nullptr, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(hService) << "CreateServiceW failed: " << GetLastError();
+    if (item.dwState == SERVICE_STOPPED) {
+        return;
+    }
+    // The service sets this event when it reports running.
+    const UniqueHandle hRunning(
+        CreateEventW(nullptr, TRUE, FALSE, (L"VarenTestService." + item.strName).c_str()));
+    ASSERT_TRUE(StartServiceW(hService.get(), 0, nullptr))
+        << "StartServiceW failed: " << GetLastError();
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(hRunning.get(), kSettleMs))
+        << "the service did not run";
+    SERVICE_STATUS status = {};
+    if (item.dwState == SERVICE_STOP_PENDING) {
+        ASSERT_TRUE(ControlService(hService.get(), SERVICE_CONTROL_STOP, &status));
+        ASSERT_EQ(static_cast<DWORD>(SERVICE_STOP_PENDING), status.dwCurrentState);
+    }
+}
+
+// The service's state, or nullopt when there is no such service or it is stopped and
+// marked for deletion.
+std::optional<DWORD> ServiceState(const std::wstring& strName) {
+    const UniqueServiceHandle hService =
+        OpenNamedService(strName, SERVICE_QUERY_STATUS | SERVICE_CHANGE_CONFIG);
+    SERVICE_STATUS status = {};
+    if (!hService || !QueryServiceStatus(hService.get(), &status)) {
+        return std::nullopt;
+    }
+    // A change that changes nothing fails only for a service marked for deletion; a
+    // stopped one goes as soon as its process has let go of it.
+    if (status.dwCurrentState == SERVICE_STOPPED &&
+        !ChangeServiceConfigW(hService.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                              SERVICE_NO_CHANGE, nullptr, nullptr, nullptr, nullptr, nullptr,
+                              nullptr, nullptr) &&
+        GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE) {
+        return std::nullopt;
+    }
+    return status.dwCurrentState;
 }
 
 std::vector<BYTE> ReadFileBytes(const std::wstring& strPath) {
@@ -156,67 +276,75 @@ bool FileSystemExists(const std::wstring& strPath) {
     return GetFileAttributesW(strPath.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-bool Exists(const Item& item, View view) {
-    switch (item.kind) {
-    case Kind::Key:
-        return KeyExists(item.hRoot, view, item.strPath);
-    case Kind::Value:
-        return ReadRaw(item.hRoot, view, item.strPath, item.strName).has_value();
-    case Kind::Service:
-        return ServiceState(item.strName).has_value();
-    case Kind::Link:
-        return LinkExists(item.hRoot, view, item.strPath);
-    case Kind::Task:
-        return TaskRoot().Exists(item.strName);
-    default:
-        return FileSystemExists(item.strPath);
+// The item as the machine has it in the view: its content read back into the fields
+// that Content shows, or nullopt when it is missing.
+std::optional<Item> ReadBack(Item item, View view) {
+    bool fExists = true;
+    if (item.kind == Kind::Key) {
+        fExists = KeyExists(item.hRoot, view, item.strPath);
+    } else if (item.kind == Kind::Link) {
+        fExists = LinkExists(item.hRoot, view, item.strPath);
+    } else if (item.kind == Kind::Task) {
+        fExists = TaskRoot().Exists(item.strName);
+    } else if (item.kind == Kind::Value) {
+        const auto stored = ReadRaw(item.hRoot, view, item.strPath, item.strName);
+        fExists = stored.has_value();
+        if (stored) {
+            std::tie(item.dwType, item.data) = *stored;
+        }
+    } else if (item.kind == Kind::Service) {
+        const std::optional<DWORD> dwState = ServiceState(item.strName);
+        fExists = dwState.has_value();
+        item.dwState = dwState.value_or(0);
+    } else if ((fExists = FileSystemExists(item.strPath)) && item.kind == Kind::File) {
+        item.data = ReadFileBytes(item.strPath);
+    } else if (fExists && item.kind == Kind::Shortcut) {
+        item.strName = ReadShortcut(item.strPath);
     }
+    return fExists ? std::optional(item) : std::nullopt;
 }
 
-// Empty when the item is there as described; otherwise what differs.
-std::string Mismatch(const Item& item, View view) {
-    if (!Exists(item, view)) {
-        return "missing";
-    }
-    if (item.kind == Kind::Value) {
-        const auto stored = ReadRaw(item.hRoot, view, item.strPath, item.strName);
-        if (stored->first != item.dwType || stored->second != item.data) {
-            return "changed (type " + std::to_string(stored->first) + ", " +
-                   std::to_string(stored->second.size()) + " bytes)";
+// What an item holds, as text to compare: a value's type and bytes, a file's bytes, a
+// service's state, a shortcut's target, arguments and folder; nothing for the rest.
+std::string Content(const Item& item) {
+    std::string strContent;
+    if (item.kind == Kind::Value || item.kind == Kind::File) {
+        strContent = item.kind == Kind::Value ? "type " + std::to_string(item.dwType) + ":" : "";
+        for (BYTE b : item.data) {
+            const char szHex[] = "0123456789abcdef";
+            strContent += {' ', szHex[b >> 4], szHex[b & 15]};
         }
     }
-    if (item.kind == Kind::File && ReadFileBytes(item.strPath) != item.data) {
-        return "content changed";
+    if (item.kind == Kind::Service) {
+        strContent = "state " + std::to_string(item.dwState);
     }
-    const DWORD dwState = item.kind == Kind::Service ? ServiceState(item.strName).value_or(0) : 0;
-    if (dwState != item.dwState) {
-        return "in state " + std::to_string(dwState) + ", not " + std::to_string(item.dwState);
-    }
-    const std::wstring strLink = item.kind == Kind::Shortcut ? ReadShortcut(item.strPath) : L"";
-    if (strLink != (item.kind == Kind::Shortcut ? item.strName : L"")) {
-        return "a link to " + Shown(strLink) + ", expected " + Shown(item.strName);
-    }
-    return {};
+    return item.kind == Kind::Shortcut ? Shown(item.strName) : strContent;
 }
 
-// A gone item takes an arranged one: the same value, file, service or task, or
-// anything at or below a gone key or folder.
+// Fails unless the item is there in the view with the content it describes.
+void ExpectAsDescribed(const Item& item, View view, const char* szWhy) {
+    const std::optional<Item> stored = ReadBack(item, view);
+    EXPECT_TRUE(stored && Content(*stored) == Content(item))
+        << Describe(item, view) << szWhy << ": "
+        << (stored ? "holds " + Content(*stored) + ", expected " + Content(item) : "missing");
+}
+
+// A gone item takes an arranged one: the same item, or anything at or below a gone key
+// or folder.
 bool Takes(const Item& gone, const Item& item, View view) {
     if (IsNamed(gone) || IsNamed(item)) {
         return gone.kind == item.kind && SamePath(gone.strName, item.strName);
     }
-    if (IsFileSystem(gone) || IsFileSystem(item)) {
-        return IsFileSystem(gone) && IsFileSystem(item) &&
-               (gone.kind == Kind::Folder ? IsAtOrBelow(item.strPath, gone.strPath)
-                                          : SamePath(item.strPath, gone.strPath));
-    }
-    if (gone.hRoot != item.hRoot || !(gone.views & (view == View::Native ? N : W))) {
+    if (IsRegistry(gone) != IsRegistry(item) ||
+        (IsRegistry(gone) &&
+         (gone.hRoot != item.hRoot || !(gone.views & (view == View::Native ? N : W))))) {
         return false;
     }
-    return gone.kind == Kind::Key
-               ? IsAtOrBelow(item.strPath, gone.strPath)
-               : item.kind == Kind::Value && SamePath(item.strPath, gone.strPath) &&
-                     SamePath(item.strName, gone.strName);
+    if (gone.kind == Kind::Key || gone.kind == Kind::Folder) {
+        return IsAtOrBelow(item.strPath, gone.strPath);
+    }
+    return SamePath(item.strPath, gone.strPath) &&
+           (!IsRegistry(gone) || (item.kind == gone.kind && SamePath(item.strName, gone.strName)));
 }
 
 std::wstring Parent(const std::wstring& strPath) {
@@ -255,12 +383,26 @@ bool ShowsWindows(const Case& c) {
 // of their programs, stand-ins are restored before what they were placed in).
 class Machine {
   public:
+    // Points every stand-in's record at a fresh file; put back after every other step.
+    Machine() : m_strLog(TestTempFolder() + L"standin_" + NewGuid() + L".log") {
+        SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", m_strLog.c_str());
+        m_undo.emplace_back([this] {
+            SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", nullptr);
+            SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS", nullptr);
+            for (const std::wstring& strImage : m_images) {
+                DeleteValue(HKEY_CURRENT_USER, View::Native, kOverrides, strImage);
+            }
+            DeleteFileW(m_strLog.c_str());
+        });
+    }
     ~Machine() {
         std::for_each(m_undo.rbegin(), m_undo.rend(), [](const auto& undo) { undo(); });
     }
 
-    // Notes what the item would make that is not there yet, to remove afterwards:
-    // the shallowest key or folder on its path that does not exist, or a value alone.
+    // Notes what the item would make that is not there yet, to remove afterwards: the
+    // shallowest key or folder on its path that does not exist, or a value alone. Keys
+    // are noted in both views: an action may make in one view what a case names in the
+    // other, and a later case could not arrange a link there.
     void NoteLeftovers(const Item& item) {
         if (item.kind == Kind::Task) {
             if (!TaskRoot().Exists(item.strName)) {
@@ -268,48 +410,49 @@ class Machine {
             }
             return;
         }
-        if (IsFileSystem(item) || item.kind == Kind::Service) {
-            const fs::path top = FirstMissing(item.strPath, 3, FileSystemExists);
-            m_undo.emplace_back([top] {
-                if (top.empty()) {
-                    return;
-                }
-                std::error_code error;
-                fs::remove_all(top, error);
-                if (top.parent_path() == TrashFolder() / L"files") {
-                    fs::remove(TrashFolder() / L"info" / (top.filename().wstring() + L".trashinfo"),
-                               error);
-                }
-            });
-        }
-        if (item.kind == Kind::Service) {
-            m_undo.emplace_back([item] { RemoveTestService(item.strName, item.strPath); });
-        }
-        for (View view :
-             IsFileSystem(item) || IsNamed(item) ? std::vector<View>{} : ViewsOf(item)) {
+        for (View view : kBothViews) {
+            if (!IsRegistry(item)) {
+                break;
+            }
             const std::wstring strTop = FirstMissing(item.strPath, 0, [&](const std::wstring& str) {
                 return KeyExists(item.hRoot, view, str);
             });
             if (!strTop.empty()) {
                 m_undo.emplace_back([item, view, strTop] { DeleteTree(item.hRoot, view, strTop); });
-            } else if (item.kind == Kind::Value && !Exists(item, view)) {
+            } else if (item.kind == Kind::Value &&
+                       !ReadRaw(item.hRoot, view, item.strPath, item.strName)) {
                 m_undo.emplace_back(
                     [item, view] { DeleteValue(item.hRoot, view, item.strPath, item.strName); });
             }
         }
+        if (IsRegistry(item)) {
+            return;
+        }
+        const fs::path top = FirstMissing(item.strPath, 3, FileSystemExists);
+        m_undo.emplace_back([top] {
+            std::error_code error;
+            if (!top.empty() && fs::remove_all(top, error) &&
+                top.parent_path() == TrashFolder() / L"files") {
+                fs::remove(TrashFolder() / L"info" / (top.filename().wstring() + L".trashinfo"),
+                           error);
+            }
+        });
+        if (item.kind == Kind::Service) {
+            m_undo.emplace_back([item] { RemoveTestService(item); });
+        }
     }
 
     void Arrange(const Item& item) {
-        if (IsFileSystem(item) || item.kind == Kind::Service) {
+        if (!IsRegistry(item) && item.kind != Kind::Task) {
             fs::create_directories(fs::path(item.strPath).parent_path());
         }
-        for (View view : ViewsOf(item)) {
+        for (View view : IsRegistry(item) ? ViewsOf(item) : std::vector<View>{}) {
             if (item.kind == Kind::Key) {
                 CreateKey(item.hRoot, view, item.strPath);
             } else if (item.kind == Kind::Value) {
                 SetRaw(item.hRoot, view, item.strPath, item.strName, item.dwType, item.data.data(),
                        static_cast<DWORD>(item.data.size()));
-            } else if (item.kind == Kind::Link) {
+            } else {
                 CreateLink(item.hRoot, view, item.strPath, item.strName);
             }
         }
@@ -326,14 +469,10 @@ class Machine {
             PlaceProgram(item);
             break;
         case Kind::Service:
-            CreateTestService(item.strName, item.strPath, item.strArguments, item.dwState,
-                              BuiltProgram(L"varen_service.exe"));
+            CreateTestService(item);
             break;
         case Kind::Task:
             TaskRoot().Register(item.strName);
-            break;
-        case Kind::Shortcut:
-            ADD_FAILURE() << "a shortcut is made by the action, not arranged";
             break;
         default:
             break;
@@ -397,16 +536,63 @@ class Machine {
     const std::vector<std::pair<std::wstring, HANDLE>>& Applications() const {
         return m_applications;
     }
-    StandIns& Programs() { return m_programs; }
+
+    // Every line the stand-ins recorded, in order: a command line, or "done".
+    Lines StandInLog() const {
+        const std::vector<BYTE> bytes = ReadFileBytes(m_strLog);
+        const std::wstring strText(reinterpret_cast<const wchar_t*>(bytes.data()),
+                                   bytes.size() / sizeof(wchar_t));
+        Lines lines;
+        for (size_t iStart = 0, iEnd = strText.find(L'\n'); iEnd != std::wstring::npos;
+             iStart = iEnd + 1, iEnd = strText.find(L'\n', iStart)) {
+            lines.push_back(strText.substr(iStart, iEnd - iStart));
+        }
+        return lines;
+    }
+
+    // The ids of this program's child processes that run a placed stand-in.
+    std::vector<DWORD> RunningStandIns() const {
+        return FindProcesses([&](const PROCESSENTRY32W& entry) {
+            return entry.th32ParentProcessID == GetCurrentProcessId() &&
+                   std::any_of(m_images.begin(), m_images.end(), [&](const std::wstring& str) {
+                       return SamePath(str, entry.szExeFile);
+                   });
+        });
+    }
+
+    // Waits for the stand-ins that run and are not in before: what they record is then
+    // complete.
+    void AwaitNewStandIns(const std::vector<DWORD>& before) const {
+        for (DWORD dwId : RunningStandIns()) {
+            const UniqueHandle hProcess(std::find(before.begin(), before.end(), dwId) ==
+                                                before.end()
+                                            ? OpenProcess(SYNCHRONIZE, FALSE, dwId)
+                                            : nullptr);
+            EXPECT_TRUE(!hProcess || WaitForSingleObject(hProcess.get(), 60000) == WAIT_OBJECT_0)
+                << "a program the action started has not ended";
+        }
+    }
 
   private:
+    static constexpr wchar_t kOverrides[] = L"Software\\Wine\\DllOverrides";
+
     // The stand-in at the path of a program the action starts; a file there is put
-    // aside until the case ends.
+    // aside until the case ends. A tool that Wine also has built in is marked "native"
+    // so that the copy runs.
     void PlaceProgram(const Item& item) {
         const std::wstring strAside = item.strPath + L".varen-original";
         const bool fAside =
             MoveFileExW(item.strPath.c_str(), strAside.c_str(), MOVEFILE_REPLACE_EXISTING);
-        m_programs.Place(item.strPath, item.uDelayMs);
+        EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), item.strPath.c_str(), FALSE))
+            << "cannot place the stand-in";
+        m_images.push_back(item.strPath.substr(item.strPath.find_last_of(L'\\') + 1));
+        static const wchar_t kNative[] = L"native";
+        SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_images.back(), REG_SZ, kNative,
+               sizeof(kNative));
+        if (item.uDelayMs) {
+            SetEnvironmentVariableW(L"VARENCA_STANDIN_DELAY_MS",
+                                    std::to_wstring(item.uDelayMs).c_str());
+        }
         m_undo.emplace_back([item, strAside, fAside] {
             DeleteFileW(item.strPath.c_str());
             if (fAside) {
@@ -415,9 +601,10 @@ class Machine {
         });
     }
 
+    std::wstring m_strLog;
+    std::vector<std::wstring> m_images; // the stand-ins' file names
     std::vector<std::function<void()>> m_undo;
     std::vector<std::pair<std::wstring, HANDLE>> m_applications;
-    StandIns m_programs; // restores what it changed after the undo steps above
 };
 
 Item ExpandItem(Item item) {
@@ -490,15 +677,8 @@ void WINAPI CaptureDebugOutput(LPCWSTR szText) {
     g_debugLines.emplace_back(szText ? szText : L"(null)");
 }
 
-// What the action did in its session.
-struct Outcome {
-    UINT uReturn = 0;
-    Lines lines, messages, commands;
-    PropertyRows set;
-};
-
-Outcome CallAction(const Case& c, Machine& machine) {
-    Outcome outcome;
+// Calls the action in a fresh session and checks what it did there.
+void CallAndCheck(const Case& c, Machine& machine) {
     PropertyRows properties = ExpandRows(c.properties);
     if (c.data) {
         properties.emplace_back(L"CustomActionData", Expand(*c.data));
@@ -517,30 +697,37 @@ Outcome CallAction(const Case& c, Machine& machine) {
     g_cFaultCalls = 0;
     g_fFaultPlaced = false;
     g_hCaseSession = session.Handle();
+    UINT uReturn = 0;
     size_t cDoneAtReturn = 0; // a "done" recorded later was not waited for by the action
     {
         const std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
-        const std::vector<DWORD> running = machine.Programs().Running();
-        outcome.uReturn = session.Call(c.szAction);
-        const Lines log = machine.Programs().Log();
+        const std::vector<DWORD> running = machine.RunningStandIns();
+        uReturn = session.Call(c.szAction);
+        const Lines log = machine.StandInLog();
         cDoneAtReturn = std::count(log.begin(), log.end(), L"done");
-        machine.Programs().AwaitNew(running);
+        machine.AwaitNewStandIns(running);
     }
     EXPECT_FALSE(g_fFaultPlaced && g_cFaultCalls == 0) << "the fault's shim was never called";
-    for (const CapturedRecord& record : session.Records()) {
-        ((record.uType & 0xFF000000) == INSTALLMESSAGE_USER ? outcome.messages : outcome.lines)
-            .push_back(record.strText);
+    if (c.fSurvivalOnly) {
+        return;
     }
+    Lines commands, set, expectedSet;
     size_t cDone = 0;
-    for (const std::wstring& strLine : machine.Programs().Log()) {
+    for (const std::wstring& strLine : machine.StandInLog()) {
         if (strLine != L"done" || cDone++ < cDoneAtReturn) {
-            outcome.commands.push_back(strLine);
+            commands.push_back(strLine);
         }
     }
-    for (const auto& row : c.set) {
-        outcome.set.emplace_back(row.first, session.Property(row.first.c_str()));
+    for (const auto& [strName, strValue] : c.set) {
+        set.push_back(strName + L"=" + session.Property(strName.c_str()));
+        expectedSet.push_back(strName + L"=" + strValue);
     }
-    return outcome;
+    EXPECT_EQ(c.uReturn, uReturn) << "return value";
+    ExpectLines("lines", c.lines, session.Lines());
+    ExpectLines("user messages", c.messages, session.Messages());
+    ExpectLines("debugger output", c.debug, g_debugLines);
+    ExpectLines("stand-in command lines", c.commands, commands);
+    ExpectLines("properties set", expectedSet, set);
 }
 
 void RunCase(const Case& c) {
@@ -573,19 +760,7 @@ void RunCase(const Case& c) {
                 machine.Start(item);
             }
         }
-        const Outcome outcome = CallAction(c, machine);
-        if (!c.fSurvivalOnly) {
-            EXPECT_EQ(c.uReturn, outcome.uReturn) << "return value";
-            ExpectLines("lines", c.lines, outcome.lines);
-            ExpectLines("user messages", c.messages, outcome.messages);
-            ExpectLines("debugger output", c.debug, g_debugLines);
-            ExpectLines("stand-in command lines", c.commands, outcome.commands);
-            const PropertyRows expectedSet = ExpandRows(c.set);
-            for (size_t i = 0; i < outcome.set.size(); ++i) {
-                EXPECT_EQ(Shown(expectedSet[i].second), Shown(outcome.set[i].second))
-                    << "property " << Narrow(outcome.set[i].first);
-            }
-        }
+        CallAndCheck(c, machine);
         for (const auto& [strPath, hProcess] : machine.Applications()) {
             const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
                 return g.kind == Kind::Process && SamePath(g.strPath, strPath);
@@ -597,13 +772,12 @@ void RunCase(const Case& c) {
         }
         for (const Item& item : gone) {
             for (View view : item.kind == Kind::Process ? std::vector<View>{} : ViewsOf(item)) {
-                EXPECT_FALSE(Exists(item, view)) << Describe(item, view) << " should be gone";
+                EXPECT_FALSE(ReadBack(item, view)) << Describe(item, view) << " should be gone";
             }
         }
         for (const Item& item : after) {
             for (View view : ViewsOf(item)) {
-                const std::string strMismatch = Mismatch(item, view);
-                EXPECT_TRUE(strMismatch.empty()) << Describe(item, view) << ": " << strMismatch;
+                ExpectAsDescribed(item, view, "");
             }
         }
         for (const Item& item : before) {
@@ -615,10 +789,7 @@ void RunCase(const Case& c) {
                  item.kind == Kind::Process || fChanged ? std::vector<View>{} : ViewsOf(item)) {
                 if (std::none_of(gone.begin(), gone.end(),
                                  [&](const Item& g) { return Takes(g, item, view); })) {
-                    const std::string strMismatch = Mismatch(item, view);
-                    EXPECT_TRUE(strMismatch.empty())
-                        << Describe(item, view) << " was arranged and not named as changed, but is "
-                        << strMismatch;
+                    ExpectAsDescribed(item, view, " was arranged and not named as changed, but");
                 }
             }
         }
@@ -626,21 +797,18 @@ void RunCase(const Case& c) {
     fs::remove_all(caseFolder, error);
 }
 
-std::string TestName(const char* szName) {
-    std::string strName = szName;
-    std::replace_if(
-        strName.begin(), strName.end(),
-        [](char ch) { return !std::isalnum(static_cast<unsigned char>(ch)); }, '_');
-    return strName;
-}
+struct CaseTest : testing::Test {
+    explicit CaseTest(const Case& c) : m_case(c) {}
+    void TestBody() override { RunCase(m_case); }
+    const Case& m_case;
+};
 
 } // namespace
 
 void Note(const std::wstring& strText) {
-    const MSIHANDLE hRecord = MsiCreateRecord(0);
-    MsiRecordSetStringW(hRecord, 0, strText.c_str());
-    MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord);
-    MsiCloseHandle(hRecord);
+    const UniqueMsiHandle hRecord(MsiCreateRecord(0));
+    MsiRecordSetStringW(hRecord.get(), 0, strText.c_str());
+    MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord.get());
 }
 
 std::wstring Expand(const std::wstring& strText) {
@@ -672,16 +840,13 @@ int Register(std::vector<Case> newCases) {
                                       : ShowsWindows(stored) ? "Desktop_"
                                                              : "") +
                                      std::string(stored.szAction);
-        testing::RegisterTest(strSuite.c_str(), TestName(stored.szName).c_str(), nullptr, nullptr,
-                              __FILE__, __LINE__, [pCase = &stored]() -> testing::Test* {
-                                  struct CaseTest : testing::Test {
-                                      const Case* pCase = nullptr;
-                                      void TestBody() override { RunCase(*pCase); }
-                                  };
-                                  auto* pTest = new CaseTest;
-                                  pTest->pCase = pCase;
-                                  return pTest;
-                              });
+        std::string strName = stored.szName;
+        std::replace_if(
+            strName.begin(), strName.end(),
+            [](char ch) { return !std::isalnum(static_cast<unsigned char>(ch)); }, '_');
+        testing::RegisterTest(
+            strSuite.c_str(), strName.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+            [pCase = &stored]() -> testing::Test* { return new CaseTest(*pCase); });
     }
     return static_cast<int>(registered.size());
 }
@@ -702,7 +867,15 @@ namespace {
 // Cases that arrange services need the service manager past its own start-up.
 class ServiceManagerReady : public testing::Environment {
   public:
-    void SetUp() override { WaitForServiceManager(); }
+    // Connecting starts Wine's service manager, which sets this event once its automatic
+    // services have been started: until then it refuses starts with 1055
+    // (ERROR_SERVICE_DATABASE_LOCKED), as it does just after a prefix is made.
+    void SetUp() override {
+        const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+        const UniqueHandle hStarted(OpenEventW(SYNCHRONIZE, FALSE, L"__wine_SvcctlStarted"));
+        EXPECT_TRUE(!hStarted || WaitForSingleObject(hStarted.get(), 60000) == WAIT_OBJECT_0)
+            << "the service manager did not finish starting";
+    }
 };
 testing::Environment* const kServiceManagerReady =
     testing::AddGlobalTestEnvironment(new ServiceManagerReady);

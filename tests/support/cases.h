@@ -75,13 +75,9 @@ inline Item Link(unsigned views, std::wstring strPath, std::wstring strTarget,
     return {Item::Kind::Link, std::move(strPath), views, hRoot, std::move(strTarget)};
 }
 inline Item File(std::wstring strPath, std::string strContent = "x") {
-    return {Item::Kind::File,
-            std::move(strPath),
-            N,
-            {},
-            {},
-            {},
-            {strContent.begin(), strContent.end()}};
+    return {.kind = Item::Kind::File,
+            .strPath = std::move(strPath),
+            .data = {strContent.begin(), strContent.end()}};
 }
 inline Item Folder(std::wstring strPath) {
     return {Item::Kind::Folder, std::move(strPath)};
@@ -91,7 +87,7 @@ inline Item Folder(std::wstring strPath) {
 // delay it then runs that long and records "done": a starter that waits for it
 // returns after "done" was recorded.
 inline Item Program(std::wstring strPath, unsigned uDelayMs = 0) {
-    return {Item::Kind::Program, std::move(strPath), N, {}, {}, {}, {}, {}, 0, uDelayMs};
+    return {.kind = Item::Kind::Program, .strPath = std::move(strPath), .uDelayMs = uDelayMs};
 }
 // The service strName of the test service program (tests/support/test_service.cpp),
 // copied to strPath and registered with the binary path "<strPath>" strArguments, which
@@ -101,24 +97,18 @@ inline Item Program(std::wstring strPath, unsigned uDelayMs = 0) {
 // (it goes once its process has ended). Its program file is not checked.
 inline Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
                     DWORD dwState = SERVICE_STOPPED) {
-    return {Item::Kind::Service,
-            std::move(strPath),
-            N,
-            {},
-            std::move(strName),
-            {},
-            {},
-            std::move(strArguments),
-            dwState};
+    return {.kind = Item::Kind::Service,
+            .strPath = std::move(strPath),
+            .strName = std::move(strName),
+            .strArguments = std::move(strArguments),
+            .dwState = dwState};
 }
 // A shell link, read back through IShellLinkW: its target, arguments and working folder.
 inline Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring strArguments = L"",
                      std::wstring strFolder = L"") {
-    return {Item::Kind::Shortcut,
-            std::move(strPath),
-            N,
-            {},
-            strTarget + L"|" + strArguments + L"|" + strFolder};
+    return {.kind = Item::Kind::Shortcut,
+            .strPath = std::move(strPath),
+            .strName = strTarget + L"|" + strArguments + L"|" + strFolder};
 }
 // A running application: the stand-in copied to strPath and started before the action,
 // with a top-level window that closes when asked (szWindow "close"), one that refuses
@@ -128,12 +118,12 @@ inline Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring 
 // the test cases_desktop) on a desktop of its own (Wine needs a display driver for
 // windows; see kDesktop in case_support.cpp).
 inline Item Running(std::wstring strPath, const wchar_t* szWindow) {
-    return {Item::Kind::Process, std::move(strPath), N, {}, szWindow};
+    return {.kind = Item::Kind::Process, .strPath = std::move(strPath), .strName = szWindow};
 }
 // The task strName in the root folder of the Task Scheduler, proved through the
 // service; arranged as a task that runs cmd.exe on demand.
 inline Item Task(std::wstring strName) {
-    return {Item::Kind::Task, {}, N, {}, std::move(strName)};
+    return {.kind = Item::Kind::Task, .strName = std::move(strName)};
 }
 
 struct Case {

@@ -96,15 +96,6 @@ ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& 
     return std::pair(dwType, std::move(data));
 }
 
-std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
-                               const std::wstring& strName) {
-    const auto raw = ReadRaw(hRoot, view, strPath, strName);
-    if (!raw || raw->first != REG_DWORD || raw->second.size() != sizeof(DWORD)) {
-        return std::nullopt;
-    }
-    return *reinterpret_cast<const DWORD*>(raw->second.data());
-}
-
 void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {
     if (const UniqueRegKey hKey =
             Open(hRoot, view, strPath, KEY_ALL_ACCESS, REG_OPTION_OPEN_LINK)) {
@@ -130,17 +121,4 @@ bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath) {
            RegQueryValueExW(hKey.get(), L"SymbolicLinkValue", nullptr, &dwType, nullptr, nullptr) ==
                ERROR_SUCCESS &&
            dwType == REG_LINK;
-}
-
-RegistryScope::RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths)
-    : m_hRoot(hRoot), m_paths(paths) {
-    Clear();
-}
-
-void RegistryScope::Clear() const {
-    for (const std::wstring& strPath : m_paths) {
-        for (View view : kBothViews) {
-            DeleteTree(m_hRoot, view, strPath);
-        }
-    }
 }

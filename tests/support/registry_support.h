@@ -1,9 +1,8 @@
-// Arranging and inspecting registry state in both views.
+// Arranging and inspecting registry state in either view.
 #pragma once
 
 #include <windows.h>
 
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,8 +22,6 @@ void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstri
 void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
 
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
-std::optional<DWORD> ReadDword(HKEY hRoot, View view, const std::wstring& strPath,
-                               const std::wstring& strName);
 // Type and raw bytes of a value, for checks on exact stored data.
 std::optional<std::pair<DWORD, std::vector<BYTE>>>
 ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
@@ -36,18 +33,3 @@ void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath);
 // A registry link at strPath that leads to HKLM strTarget (native view).
 void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget);
 bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath);
-
-// Removes the given keys in both views now and again when it goes out of scope,
-// so each test starts and ends clean.
-class RegistryScope {
-  public:
-    RegistryScope(HKEY hRoot, std::initializer_list<std::wstring> paths);
-    ~RegistryScope() { Clear(); }
-    RegistryScope(const RegistryScope&) = delete;
-    RegistryScope& operator=(const RegistryScope&) = delete;
-
-  private:
-    void Clear() const;
-    HKEY m_hRoot;
-    std::vector<std::wstring> m_paths;
-};

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
 
 // Every test program runs in a job that ends its processes when the program ends,
@@ -29,10 +29,10 @@ ActionSession::ActionSession(const PropertyRows& properties,
         OpenSession(m_strPackage, &ActionSession::OnRecord, this, m_hSession) != ERROR_SUCCESS) {
         throw std::runtime_error("cannot open the package");
     }
-    m_records.clear(); // the installer's own "Logging started" line
+    m_lines.clear(); // the installer's own "Logging started" line
     m_hDll = LoadLibraryW(szDll);
     if (!m_hDll) {
-        throw std::runtime_error("cannot load the library");
+        throw std::runtime_error("cannot load " + std::string(szDll, szDll + wcslen(szDll)));
     }
 }
 
@@ -44,7 +44,9 @@ ActionSession::~ActionSession() {
 }
 
 int __stdcall ActionSession::OnRecord(void* pContext, UINT uType, MSIHANDLE hRecord) {
-    static_cast<ActionSession*>(pContext)->m_records.push_back({uType, RecordText(hRecord)});
+    auto* pSession = static_cast<ActionSession*>(pContext);
+    ((uType & 0xFF000000) == INSTALLMESSAGE_USER ? pSession->m_messages : pSession->m_lines)
+        .push_back(RecordText(hRecord));
     return 0; // the installer decides, as with no user interface
 }
 
@@ -69,72 +71,20 @@ std::wstring ActionSession::Property(const wchar_t* szName) const {
 
 namespace {
 
-// The slot among the thunks at pNames/pSlots (name table and address table of one
-// imported DLL) through which szFunction (imported by name) is called, or nullptr.
-void** FindSlotByName(BYTE* pBase, IMAGE_THUNK_DATA* pNames, IMAGE_THUNK_DATA* pSlots,
-                      const char* szFunction) {
-    for (; pNames->u1.AddressOfData != 0; ++pNames, ++pSlots) {
-        if (IMAGE_SNAP_BY_ORDINAL(pNames->u1.Ordinal)) {
-            continue;
-        }
-        const auto* pName =
-            reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(pBase + pNames->u1.AddressOfData);
-        if (std::strcmp(reinterpret_cast<const char*>(pName->Name), szFunction) == 0) {
-            return reinterpret_cast<void**>(&pSlots->u1.Function);
-        }
-    }
-    return nullptr;
-}
-
-// The same for a DLL bound on first call. The linker leaves the delay-import
-// directory entry empty, so the descriptors (RVA-based, attribute 1) are found by
-// scanning the image's sections for one whose RVAs lie in the image and whose name
-// is szDll.
-void** FindDelayImportSlot(BYTE* pBase, const IMAGE_NT_HEADERS* pNt, const char* szDll,
-                           const char* szFunction) {
-    const DWORD cbImage = pNt->OptionalHeader.SizeOfImage;
-    const IMAGE_SECTION_HEADER* pSection = IMAGE_FIRST_SECTION(pNt);
-    for (WORD iSection = 0; iSection < pNt->FileHeader.NumberOfSections; ++iSection, ++pSection) {
-        const DWORD dwEnd = pSection->VirtualAddress + pSection->Misc.VirtualSize;
-        for (DWORD dwRva = pSection->VirtualAddress;
-             dwRva + sizeof(IMAGE_DELAYLOAD_DESCRIPTOR) <= dwEnd; dwRva += sizeof(DWORD)) {
-            const auto* pDesc = reinterpret_cast<const IMAGE_DELAYLOAD_DESCRIPTOR*>(pBase + dwRva);
-            if (pDesc->Attributes.AllAttributes != 1 || pDesc->DllNameRVA == 0 ||
-                pDesc->DllNameRVA >= cbImage || pDesc->ImportAddressTableRVA == 0 ||
-                pDesc->ImportAddressTableRVA >= cbImage || pDesc->ImportNameTableRVA == 0 ||
-                pDesc->ImportNameTableRVA >= cbImage ||
-                _stricmp(reinterpret_cast<const char*>(pBase + pDesc->DllNameRVA), szDll) != 0) {
-                continue;
-            }
-            return FindSlotByName(
-                pBase, reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->ImportNameTableRVA),
-                reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->ImportAddressTableRVA),
-                szFunction);
-        }
-    }
-    return nullptr;
-}
-
-// The address of the import table slot through which hModule calls
-// szDll!szFunction (imported by name, at load or on first call), or nullptr.
+// The slot of hModule's import address table that holds szDll!szFunction (an import
+// bound at load), or nullptr.
 void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction) {
+    const HMODULE hTarget = GetModuleHandleA(szDll);
+    void* pFunction =
+        hTarget ? reinterpret_cast<void*>(GetProcAddress(hTarget, szFunction)) : nullptr;
     auto* pBase = reinterpret_cast<BYTE*>(hModule);
-    const auto* pDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase);
-    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(pBase + pDos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& imports =
-        pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto* pDesc = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(pBase + imports.VirtualAddress);
-         pDesc->Name != 0; ++pDesc) {
-        if (_stricmp(reinterpret_cast<const char*>(pBase + pDesc->Name), szDll) != 0) {
-            continue;
-        }
-        if (void** ppSlot = FindSlotByName(
-                pBase, reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->OriginalFirstThunk),
-                reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + pDesc->FirstThunk), szFunction)) {
-            return ppSlot;
-        }
-    }
-    return FindDelayImportSlot(pBase, pNt, szDll, szFunction);
+    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
+        pBase + reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& iat = pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IAT];
+    void** ppFirst = reinterpret_cast<void**>(pBase + iat.VirtualAddress);
+    void** ppEnd = ppFirst + iat.Size / sizeof(void*);
+    void** ppSlot = std::find(ppFirst, ppEnd, pFunction);
+    return pFunction && ppSlot != ppEnd ? ppSlot : nullptr;
 }
 
 } // namespace

@@ -12,17 +12,10 @@
 #include <string>
 #include <vector>
 
-struct CapturedRecord {
-    UINT uType; // the message type with its flags (INSTALLMESSAGE_INFO, _USER + style)
-    std::wstring strText;
-};
-
 class ActionSession {
   public:
-    // Property rows (a fresh ProductCode is always added) and ORX_InstallProperties
-    // rows (no such table when unset).
-    // szDll is the library loaded for it: the test build Varen_CA_test.dll adds
-    // exports that reach routines no action of Varen_CA.dll calls.
+    // Property rows (a fresh ProductCode is always added), ORX_InstallProperties rows
+    // (no such table when unset), and the library to load.
     explicit ActionSession(const PropertyRows& properties = {},
                            const std::optional<PropertyRows>& orxRows = std::nullopt,
                            const wchar_t* szDll = L"Varen_CA.dll");
@@ -33,8 +26,9 @@ class ActionSession {
     // Calls the export szName of the DLL loaded for this session with its handle.
     UINT Call(const char* szName);
 
-    // The INFO and USER records logged since the session opened.
-    const std::vector<CapturedRecord>& Records() const { return m_records; }
+    // The texts of the INFO records and of the USER records logged since the session opened.
+    const std::vector<std::wstring>& Lines() const { return m_lines; }
+    const std::vector<std::wstring>& Messages() const { return m_messages; }
     std::wstring Property(const wchar_t* szName) const;
     MSIHANDLE Handle() const { return m_hSession; }
     HMODULE Module() const { return m_hDll; }
@@ -45,7 +39,7 @@ class ActionSession {
     std::wstring m_strPackage;
     MSIHANDLE m_hSession = 0;
     HMODULE m_hDll = nullptr;
-    std::vector<CapturedRecord> m_records;
+    std::vector<std::wstring> m_lines, m_messages;
 };
 
 // Writes pNew into a code pointer slot (an import, a method table entry) of a

@@ -11,7 +11,6 @@
 #include <windows.h>
 #include <shlobj.h>
 
-#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
@@ -27,33 +26,24 @@ class ShellFolderOverride {
         : m_patch(GetModuleHandleW(L"Varen_CA.dll"), "shell32.dll", "SHGetPathFromIDListW",
                   reinterpret_cast<void*>(&Resolve)) {
         s_changes = std::move(changes);
-        s_pfnReal = reinterpret_cast<GetPath>(m_patch.Original());
+        s_pfnReal = reinterpret_cast<decltype(&SHGetPathFromIDListW)>(m_patch.Original());
     }
 
   private:
-    using GetPath = BOOL(WINAPI*)(PCIDLIST_ABSOLUTE, LPWSTR);
-
     static BOOL WINAPI Resolve(PCIDLIST_ABSOLUTE pidl, LPWSTR szPath) {
         if (!s_pfnReal(pidl, szPath)) {
             return FALSE;
         }
         const auto change = s_changes.find(szPath);
-        if (change == s_changes.end()) {
-            return TRUE;
+        if (change != s_changes.end()) {
+            lstrcpynW(szPath, change->second.value_or(L"").c_str(), MAX_PATH);
         }
-        if (!change->second) {
-            szPath[0] = L'\0';
-            return FALSE;
-        }
-        const std::wstring& strPath = *change->second;
-        strPath.copy(szPath, MAX_PATH - 1);
-        szPath[std::min<size_t>(strPath.size(), MAX_PATH - 1)] = L'\0';
-        return TRUE;
+        return change == s_changes.end() || change->second.has_value();
     }
 
     ImportPatch m_patch;
     static inline Changes s_changes;
-    static inline GetPath s_pfnReal = nullptr;
+    static inline decltype(&SHGetPathFromIDListW) s_pfnReal = nullptr;
 };
 
 // Makes the prefix's Windows folder the current folder while it lives.

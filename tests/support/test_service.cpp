@@ -17,17 +17,13 @@
 
 namespace {
 
-// The behaviour its arguments set.
-bool g_fSlowStart = false;
-bool g_fSlowStop = false;
-bool g_fFrozen = false;
-bool g_fRefuse = false;
+bool g_fSlowStart = false, g_fSlowStop = false, g_fFrozen = false, g_fRefuse = false;
 DWORD g_dwPendingMs = 0; // INFINITE: forever
 DWORD g_dwHint = 0;
 
 SERVICE_STATUS_HANDLE g_hStatus = nullptr;
 SERVICE_STATUS g_status = {};
-CRITICAL_SECTION g_lock;
+CRITICAL_SECTION g_lock; // the stop handler and a transition's thread both report
 HANDLE g_hStopped = nullptr;
 HANDLE g_hDispatcher = nullptr;
 std::wstring g_strName;
@@ -72,30 +68,31 @@ void Report(DWORD dwState, DWORD dwCheckPoint) {
     }
 }
 
-DWORD PendingOf(DWORD dwFinal) {
-    return dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING;
-}
-
-// Stays in dwPending for the chosen time, advancing the check point unless frozen,
-// then reports dwFinal (never, for "forever").
+// Stays pending for the chosen time, advancing the check point unless frozen, then
+// reports dwFinal (never, for "forever").
 DWORD WINAPI RunTransition(void* pFinal) {
     const DWORD dwFinal = static_cast<DWORD>(reinterpret_cast<uintptr_t>(pFinal));
-    const DWORD dwPending = PendingOf(dwFinal);
     const DWORD dwStart = GetTickCount();
     for (DWORD dwCheckPoint = 2;
          g_dwPendingMs == INFINITE || GetTickCount() - dwStart < g_dwPendingMs; ++dwCheckPoint) {
         // The pacing of the service's own progress, not a wait for the test.
         Sleep(100);
         if (!g_fFrozen) {
-            Report(dwPending, dwCheckPoint);
+            Report(dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING,
+                   dwCheckPoint);
         }
     }
     Report(dwFinal, 0);
     return 0;
 }
 
-void StartTransition(DWORD dwFinal) {
-    Report(PendingOf(dwFinal), 1);
+// Reports dwFinal at once, or after a slow transition.
+void Move(DWORD dwFinal, bool fSlow) {
+    if (!fSlow) {
+        Report(dwFinal, 0);
+        return;
+    }
+    Report(dwFinal == SERVICE_RUNNING ? SERVICE_START_PENDING : SERVICE_STOP_PENDING, 1);
     if (HANDLE hThread =
             CreateThread(nullptr, 0, RunTransition,
                          reinterpret_cast<void*>(static_cast<uintptr_t>(dwFinal)), 0, nullptr)) {
@@ -112,22 +109,14 @@ DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
     if (dwControl != SERVICE_CONTROL_STOP || g_fRefuse) {
         return dwControl == SERVICE_CONTROL_INTERROGATE ? NO_ERROR : ERROR_CALL_NOT_IMPLEMENTED;
     }
-    if (g_fSlowStop) {
-        StartTransition(SERVICE_STOPPED);
-    } else {
-        Report(SERVICE_STOPPED, 0);
-    }
+    Move(SERVICE_STOPPED, g_fSlowStop);
     return NO_ERROR;
 }
 
 void WINAPI ServiceMain(DWORD cArgs, wchar_t** ppArgs) {
     g_strName = cArgs > 0 ? ppArgs[0] : L"";
     g_hStatus = RegisterServiceCtrlHandlerExW(g_strName.c_str(), HandleControl, nullptr);
-    if (g_fSlowStart) {
-        StartTransition(SERVICE_RUNNING);
-    } else {
-        Report(SERVICE_RUNNING, 0);
-    }
+    Move(SERVICE_RUNNING, g_fSlowStart);
     WaitForSingleObject(g_hStopped, INFINITE);
 }
 
@@ -147,11 +136,9 @@ int wmain() {
     // process at once would now and then fail that request. The answer is written when
     // the dispatcher thread waits for the next request, so the process ends once that
     // wait is cancelled and the thread has left.
-    if (g_hDispatcher != nullptr) {
-        while (WaitForSingleObject(g_hDispatcher, 0) == WAIT_TIMEOUT) {
-            CancelSynchronousIo(g_hDispatcher);
-            WaitForSingleObject(g_hDispatcher, 100);
-        }
+    while (g_hDispatcher != nullptr && WaitForSingleObject(g_hDispatcher, 0) == WAIT_TIMEOUT) {
+        CancelSynchronousIo(g_hDispatcher);
+        WaitForSingleObject(g_hDispatcher, 100);
     }
     return 0;
 }
