@@ -3,10 +3,6 @@
 // each tool lives (the 32-bit system folder's cmd.exe too: the prefix has no 32-bit programs).
 #include "tests/support/cases.h"
 
-#include "tests/support/standin_support.h"
-
-#include <shlobj.h>
-
 using namespace cases;
 
 namespace {
@@ -38,7 +34,7 @@ Case Regsvr32(const char* szAction, const wchar_t* szSwitches) {
 
 Case Interpreter(const char* szAction, const wchar_t* szCommand) {
     return Runs(szAction, L"%WINDIR%\\syswow64\\cmd.exe",
-                KnownFolder(CSIDL_SYSTEMX86) + L"\\" + szCommand);
+                L"%SYSTEMX86%\\" + std::wstring(szCommand));
 }
 
 const int kCommands = Register({

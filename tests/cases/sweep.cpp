@@ -13,26 +13,6 @@ using namespace cases;
 
 namespace {
 
-// The names in Varen_CA.dll's export table (the cases keep pointers to them).
-const std::vector<std::string> kExports = [] {
-    std::vector<std::string> names;
-    const HMODULE hDll = LoadLibraryExW(L"Varen_CA.dll", nullptr, DONT_RESOLVE_DLL_REFERENCES);
-    if (!hDll) {
-        return names; // the other cases say why
-    }
-    const auto* pBase = reinterpret_cast<const BYTE*>(hDll);
-    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
-        pBase + reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
-    const auto* pExports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(
-        pBase + pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
-    const auto* pNames = reinterpret_cast<const DWORD*>(pBase + pExports->AddressOfNames);
-    for (DWORD i = 0; i < pExports->NumberOfNames; ++i) {
-        names.emplace_back(reinterpret_cast<const char*>(pBase + pNames[i]));
-    }
-    FreeLibrary(hDll);
-    return names;
-}();
-
 // Every place outside what any action names, in both views where that applies.
 const std::vector<Item> kCanaries = {
     File(L"C:\\varen_canary.txt"),
@@ -103,7 +83,7 @@ std::vector<Case> SweepCases() {
         {"folders that are files and files that are folders", Expand(L"%CASE%\\")},
     };
     std::vector<Case> cases;
-    for (const std::string& strExport : kExports) {
+    for (const std::string& strExport : ExportNames()) {
         for (const auto& [szName, strValue] : inputs) {
             // A record too short to hold a key raises the string class's out-of-range
             // error through these exports: packages rely on the installer failing the step.

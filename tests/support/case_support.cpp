@@ -4,7 +4,6 @@
 
 #include "runtime/handles.h"
 #include "tests/support/registry_support.h"
-#include "tests/support/standin_support.h"
 #include "tests/support/task_support.h"
 
 #include <msiquery.h>
@@ -21,13 +20,13 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
 std::wstring KnownFolder(int iCsidl) {
     wchar_t szPath[MAX_PATH] = {};
     SHGetFolderPathW(nullptr, iCsidl, nullptr, SHGFP_TYPE_CURRENT, szPath);
     return szPath;
 }
-
-namespace {
 
 // The path of szName in this program's folder, where the stand-in and the test service
 // are built.
@@ -93,6 +92,7 @@ const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
         {L"%CASE%", TestTempFolder() + L"varen_case"},
         {L"%TEMP%", TestTempFolder()},
         {L"%WINDIR%", KnownFolder(CSIDL_WINDOWS)},
+        {L"%SYSTEMX86%", KnownFolder(CSIDL_SYSTEMX86)},
         {L"%SYSTEM%", KnownFolder(CSIDL_SYSTEM)},
         {L"%PROGRAMFILES32%", KnownFolder(CSIDL_PROGRAM_FILESX86)},
         {L"%PROGRAMFILES%", KnownFolder(CSIDL_PROGRAM_FILES)},
@@ -811,6 +811,28 @@ void Note(const std::wstring& strText) {
     MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord.get());
 }
 
+const std::vector<std::string>& ExportNames() {
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> read;
+        const HMODULE hDll = LoadLibraryExW(L"Varen_CA.dll", nullptr, DONT_RESOLVE_DLL_REFERENCES);
+        if (!hDll) {
+            return read;
+        }
+        const auto* pBase = reinterpret_cast<const BYTE*>(hDll);
+        const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
+            pBase + reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
+        const auto* pExports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(
+            pBase + pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
+        const auto* pNames = reinterpret_cast<const DWORD*>(pBase + pExports->AddressOfNames);
+        for (DWORD iName = 0; iName < pExports->NumberOfNames; ++iName) {
+            read.emplace_back(reinterpret_cast<const char*>(pBase + pNames[iName]));
+        }
+        FreeLibrary(hDll);
+        return read;
+    }();
+    return names;
+}
+
 std::wstring Expand(const std::wstring& strText) {
     std::wstring strExpanded;
     for (size_t i = 0; i < strText.size();) {
@@ -902,16 +924,9 @@ TEST(Win7_Prefix, ReportsWindows7) {
 // Every export of the built DLL (its module definition) has cases of its own; the
 // sweep does not count.
 TEST(Exports, EachHasCases) {
-    const ActionSession session; // loads the DLL
-    const auto* pBase = reinterpret_cast<const BYTE*>(GetModuleHandleW(L"Varen_CA.dll"));
-    const auto* pNt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
-        pBase + reinterpret_cast<const IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
-    const auto* pExports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(
-        pBase + pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
-    const auto* pNames = reinterpret_cast<const DWORD*>(pBase + pExports->AddressOfNames);
     const testing::UnitTest& tests = *testing::UnitTest::GetInstance();
-    for (DWORD iName = 0; iName < pExports->NumberOfNames; ++iName) {
-        const std::string strExport = reinterpret_cast<const char*>(pBase + pNames[iName]);
+    ASSERT_FALSE(cases::ExportNames().empty()) << "Varen_CA.dll did not load";
+    for (const std::string& strExport : cases::ExportNames()) {
         bool fCovered = false;
         for (int iSuite = 0; iSuite < tests.total_test_suite_count(); ++iSuite) {
             const std::string strSuite = tests.GetTestSuite(iSuite)->name();

@@ -6,7 +6,8 @@
 //
 // Texts (properties, data, rows, paths, contents, lines, command lines) may hold
 // tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
-// after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %PROGRAMFILES%,
+// after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %SYSTEMX86% (the
+// 32-bit system folder), %PROGRAMFILES%,
 // %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %CURRENT% (the current folder, where
 // relative paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS% (the all-users desktop and Start
 // menu programs), %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host
@@ -186,5 +187,8 @@ void Note(const std::wstring& strText);
 
 // The text with the runner's tokens replaced (for helpers that build expected texts).
 std::wstring Expand(const std::wstring& strText);
+
+// The names in Varen_CA.dll's export table, read once (cases may keep pointers to them).
+const std::vector<std::string>& ExportNames();
 
 } // namespace cases
