@@ -71,7 +71,7 @@ const int kServices = Register({
 
 // The stop routine's debugger lines are its contract, but no export of the suite's
 // library calls the reporting variant: the test build exports it.
-Case Stop(const char* szName, const wchar_t* szBehaviour, DWORD dwState, const wchar_t* szDebug,
+Case Stop(const char* szName, const wchar_t* szBehaviour, DWORD dwState, Lines debug,
           DWORD dwStateAfter) {
     return {.szName = szName,
             .szAction = "VarenTestStopService",
@@ -79,16 +79,21 @@ Case Stop(const char* szName, const wchar_t* szBehaviour, DWORD dwState, const w
             .data = kTarget,
             .before = {Service(kTarget, kProgram, szBehaviour, dwState), kNeighbour},
             .after = {Service(kTarget, kProgram, szBehaviour, dwStateAfter)},
-            .debug = {szDebug}};
+            .debug = std::move(debug)};
 }
 
 const int kStop = Register({
-    Stop("stops a running service", L"hint=0", SERVICE_RUNNING, L"Service stopped successfully.\n",
-         SERVICE_STOPPED),
+    Stop("stops a running service", L"hint=0", SERVICE_RUNNING,
+         {L"Service stopped successfully.\n"}, SERVICE_STOPPED),
     Stop("a stopped service is left alone", L"hint=0", SERVICE_STOPPED,
-         L"Service is already stopped.\n", SERVICE_STOPPED),
+         {L"Service is already stopped.\n"}, SERVICE_STOPPED),
     Stop("a refused stop is reported", L"refuse", SERVICE_RUNNING,
-         L"Error: ControlService failed.\n", SERVICE_RUNNING),
+         {L"Error: ControlService failed.\n"}, SERVICE_RUNNING),
+    // The stop takes 3 seconds, the routine's poll 6 (a tenth of the hint): one pending line
+    // when the session has started within the 3 seconds.
+    Stop("a stop already pending is awaited", L"slowstop pending=3000 hint=60000",
+         SERVICE_STOP_PENDING, {L"Service stop pending...\n", L"Service stopped successfully.\n"},
+         SERVICE_STOPPED),
 });
 
 } // namespace
