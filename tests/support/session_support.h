@@ -57,9 +57,6 @@ class ImportPatch {
     ImportPatch(const ImportPatch&) = delete;
     ImportPatch& operator=(const ImportPatch&) = delete;
 
-    // The function the import pointed at before (to forward to).
-    void* Original() const { return m_pOriginal; }
-
   private:
     void** m_ppSlot = nullptr;
     void* m_pOriginal = nullptr;
