@@ -119,8 +119,7 @@ const int kDriverSettings = Register({
     {.szName = "deletes the file alone",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile), File(kPxFolder + L"\\other.dat")},
-     .lines = {L"VAREN_CA DeleteDirectory attempting to delete " + kPxFile + L" \n",
-               L"VAREN_CA DeleteDirectory " + kPxFile + L": no errors using SHFileOperation.  \n"},
+     .lines = Removed(kPxFile),
      .gone = {File(kPxFile)}},
     {.szName = "removes the machine's PixelSharp in both views, keeps QVX",
      .szAction = "ClearPixelRegValues",
@@ -138,11 +137,9 @@ const int kDriverSettings = Register({
      .szAction = "DeletePixelDirectory",
      .before = {File(kPrepif + L"\\HP Pixel Sharp\\PixelSharp.exe"),
                 File(kPrepif + L"\\Other\\o.exe"), File(kPrepif + L" Tools\\x.exe")},
-     .lines = {L"VAREN_CA DeleteDirectory attempting to delete " + kPrepif + L"\\HP Pixel Sharp \n",
-               L"VAREN_CA DeleteDirectory " + kPrepif +
-                   L"\\HP Pixel Sharp: no errors using SHFileOperation.  \n",
-               L"VAREN_CA: DeletePixelDirectory " + kPrepif +
-                   L" is not empty and will not be deleted  \n"},
+     .lines = Removed(kPrepif + L"\\HP Pixel Sharp", nullptr,
+                      {L"VAREN_CA: DeletePixelDirectory " + kPrepif +
+                       L" is not empty and will not be deleted  \n"}),
      .gone = {Folder(kPrepif + L"\\HP Pixel Sharp")}},
 });
 

@@ -15,14 +15,6 @@ const std::wstring kUve = L"%CASE%\\ORX.UVE";
 const std::wstring kPNext = L"SOFTWARE\\ORX Technologies\\Install\\PNext";
 const Item kTaskKill = Program(L"%SYSTEM%\\TaskKill.exe");
 
-// DeleteDirectory's lines: the attempt, then its success or szError.
-Lines Removed(const std::wstring& strPath, const wchar_t* szError = nullptr) {
-    return {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
-            L"VAREN_CA DeleteDirectory " + strPath +
-                (szError ? L" Error: " + std::wstring(szError) + L". \n"
-                         : L": no errors using SHFileOperation.  \n")};
-}
-
 const int kFolders = Register({
     {.szName = "removes ProgramData's QVX A4 only",
      .szAction = "DelA4TempDir",
@@ -82,8 +74,8 @@ const int kFolders = Register({
      .szAction = "RemoveUSBMON",
      .data = L"%CASE%\\USB",
      .before = {File(L"%CASE%\\USB\\m.exe"), File(L"%CASE%\\USB2\\m.exe")},
-     .lines = {Removed(L"%CASE%\\USB")[0], Removed(L"%CASE%\\USB")[1],
-               L"Varen_CA QVXUSB3DeviceDetector folder deleted\n"},
+     .lines =
+         Removed(L"%CASE%\\USB", nullptr, {L"Varen_CA QVXUSB3DeviceDetector folder deleted\n"}),
      .gone = {Folder(L"%CASE%\\USB")}},
     {.szName = "the emptied folders go, one with files stays",
      .szAction = "DeleteFolder",

@@ -3,9 +3,6 @@
 // its calls in "VLMLog.txt" beside it); any other is left alone, its record unchanged.
 #include "tests/support/cases.h"
 
-#include <fstream>
-#include <iterator>
-
 using namespace cases;
 
 namespace {
@@ -15,16 +12,6 @@ const std::wstring kCfg = L"%CASE%\\IM\\InstallManager.cfg";
 const std::wstring kUpdated = L"VAREN_CA InstallManager.cfg updated: " + kCfg + L" \n";
 const std::wstring kCreated = L"VAREN_CA InstallManager.cfg created: " + kCfg + L" \n";
 
-// A file built beside the test program, as bytes.
-std::string Built(const wchar_t* szName) {
-    wchar_t szSelf[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
-    const std::wstring strPath = szSelf;
-    std::ifstream file((strPath.substr(0, strPath.find_last_of(L'\\') + 1) + szName).c_str(),
-                       std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // strImage as "VLMLog.dll" in strFolder, its record started, and more beside them.
 std::vector<Item> Library(const std::wstring& strFolder, const std::string& strImage,
                           std::vector<Item> more = {}) {
@@ -32,7 +19,7 @@ std::vector<Item> Library(const std::wstring& strFolder, const std::string& strI
     more.push_back(File(strFolder + L"\\VLMLog.txt", "before\n"));
     return more;
 }
-const std::string kStandIn = Built(L"vlmlog_standin.dll");
+const std::string kStandIn = BuiltBytes(L"vlmlog_standin.dll");
 
 BOOL WINAPI RefuseMove(LPCWSTR, LPCWSTR, DWORD) {
     CountFault();
@@ -64,8 +51,8 @@ const int kSettingsFile = Register({
     {.szName = "a failed replace leaves the old file and no sibling; a library without entries",
      .szAction = "UpdateCfg",
      .data = L"%CASE%\\IM\\",
-     .before =
-         Library(L"%CASE%\\IM", Built(L"probe_ca.dll"), {File(kCfg, "InstallDir=C:\\Old\r\n")}),
+     .before = Library(L"%CASE%\\IM", BuiltBytes(L"probe_ca.dll"),
+                       {File(kCfg, "InstallDir=C:\\Old\r\n")}),
      .lines = {L"CustomActionData: %CASE%\\IM\\",
                L"VAREN_CA InstallManager.cfg could not be written, error 32: " + kCfg + L" \n"},
      .gone = {File(kCfg + L".new")},

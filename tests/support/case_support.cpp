@@ -811,6 +811,19 @@ void Note(const std::wstring& strText) {
     MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord.get());
 }
 
+Lines Removed(const std::wstring& strPath, const wchar_t* szError, Lines more) {
+    more.insert(more.begin(), {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
+                               L"VAREN_CA DeleteDirectory " + strPath +
+                                   (szError ? L" Error: " + std::wstring(szError) + L". \n"
+                                            : L": no errors using SHFileOperation.  \n")});
+    return more;
+}
+
+std::string BuiltBytes(const wchar_t* szName) {
+    const std::vector<BYTE> bytes = ReadFileBytes(BuiltProgram(szName));
+    return {bytes.begin(), bytes.end()};
+}
+
 const std::vector<std::string>& ExportNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> read;

@@ -188,6 +188,13 @@ void Note(const std::wstring& strText);
 // The text with the runner's tokens replaced (for helpers that build expected texts).
 std::wstring Expand(const std::wstring& strText);
 
+// The lines the removal routine logs for strPath: its attempt, then its success or the
+// error szError; then more.
+Lines Removed(const std::wstring& strPath, const wchar_t* szError = nullptr, Lines more = {});
+
+// The bytes of the file szName built beside the test program (a library a case places).
+std::string BuiltBytes(const wchar_t* szName);
+
 // The names in Varen_CA.dll's export table, read once (cases may keep pointers to them).
 const std::vector<std::string>& ExportNames();
 
