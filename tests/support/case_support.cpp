@@ -13,6 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <fstream>
@@ -149,22 +152,44 @@ std::string Describe(const Item& item, View view) {
            (view == View::Wow32 ? " in the 32-bit view" : " in the 64-bit view");
 }
 
-// The ids of the processes fMatch picks. The thread's last error is left as it was:
-// some actions log whatever error they find.
-template <typename TMatch>
-std::vector<DWORD> FindProcesses(TMatch fMatch) {
+// The ids of every process on the machine.
+std::vector<DWORD> AllProcesses() {
     std::vector<DWORD> ids;
-    const DWORD dwLastError = GetLastError();
     const UniqueHandle hSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL fEntry = Process32FirstW(hSnapshot.get(), &entry); fEntry;
          fEntry = Process32NextW(hSnapshot.get(), &entry)) {
-        if (fMatch(entry)) {
-            ids.push_back(entry.th32ProcessID);
+        ids.push_back(entry.th32ProcessID);
+    }
+    return ids;
+}
+
+// The processes started from this program, and theirs, other than this one. They are
+// members of a job this program joins first: a process the action starts is in the job
+// from the moment it exists, where a snapshot of the system's processes may miss one
+// that has only just started.
+std::vector<DWORD> ProcessesStartedHere() {
+    static const HANDLE hJob = [] {
+        const HANDLE hNew = CreateJobObjectW(nullptr, nullptr);
+        EXPECT_TRUE(hNew && AssignProcessToJobObject(hNew, GetCurrentProcess()))
+            << "cannot follow the programs the actions start: " << GetLastError();
+        return hNew;
+    }();
+    // The list's two counts take the first slot; the ids follow in the rest.
+    static_assert(offsetof(JOBOBJECT_BASIC_PROCESS_ID_LIST, ProcessIdList) == sizeof(ULONG_PTR));
+    std::array<ULONG_PTR, 256> members = {};
+    EXPECT_TRUE(QueryInformationJobObject(hJob, JobObjectBasicProcessIdList, members.data(),
+                                          sizeof(members), nullptr))
+        << "cannot list the programs the actions started: " << GetLastError();
+    DWORD counts[2] = {}; // assigned, listed
+    std::memcpy(counts, members.data(), sizeof(counts));
+    std::vector<DWORD> ids;
+    for (DWORD i = 1; i <= counts[1] && i < members.size(); ++i) {
+        if (members[i] != GetCurrentProcessId()) {
+            ids.push_back(static_cast<DWORD>(members[i]));
         }
     }
-    SetLastError(dwLastError);
     return ids;
 }
 
@@ -181,7 +206,7 @@ void RemoveTestService(const Item& item) {
     if (const UniqueServiceHandle hService = OpenNamedService(item.strName, DELETE)) {
         DeleteService(hService.get());
     }
-    for (DWORD dwId : FindProcesses([](const PROCESSENTRY32W&) { return true; })) {
+    for (DWORD dwId : AllProcesses()) {
         const UniqueHandle hProcess(OpenProcess(
             PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, dwId));
         wchar_t szImage[MAX_PATH] = {};
@@ -550,14 +575,29 @@ class Machine {
         return lines;
     }
 
-    // The ids of this program's child processes that run a placed stand-in.
+    // The ids of the processes started from this program that run a placed stand-in,
+    // or whose program can no longer be named (one that has just ended). The thread's
+    // last error is left as it was: some actions log whatever error they find.
     std::vector<DWORD> RunningStandIns() const {
-        return FindProcesses([&](const PROCESSENTRY32W& entry) {
-            return entry.th32ParentProcessID == GetCurrentProcessId() &&
-                   std::any_of(m_images.begin(), m_images.end(), [&](const std::wstring& str) {
-                       return SamePath(str, entry.szExeFile);
-                   });
-        });
+        const DWORD dwLastError = GetLastError();
+        std::vector<DWORD> ids;
+        for (DWORD dwId : ProcessesStartedHere()) {
+            const UniqueHandle hProcess(
+                OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, dwId));
+            wchar_t szImage[MAX_PATH] = {};
+            DWORD cchImage = MAX_PATH;
+            const bool fNamed =
+                hProcess && QueryFullProcessImageNameW(hProcess.get(), 0, szImage, &cchImage);
+            const std::wstring strImage = szImage;
+            if (!fNamed ||
+                std::any_of(m_images.begin(), m_images.end(), [&](const std::wstring& str) {
+                    return SamePath(str, strImage.substr(strImage.find_last_of(L'\\') + 1));
+                })) {
+                ids.push_back(dwId);
+            }
+        }
+        SetLastError(dwLastError);
+        return ids;
     }
 
     // Waits for the stand-ins that run and are not in before: what they record is then
