@@ -250,6 +250,11 @@ void CreateTestService(const Item& item) {
     }
 }
 
+void PlaceStandIn(const std::wstring& strPath) {
+    EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), strPath.c_str(), FALSE))
+        << "cannot place the stand-in at " << Narrow(strPath);
+}
+
 // The service's state, or nullopt when there is no such service or it is stopped and
 // marked for deletion.
 std::optional<DWORD> ServiceState(const std::wstring& strName) {
@@ -526,8 +531,7 @@ class Machine {
     // Starts a Running item: the stand-in copied to its path, as an application
     // ready to be asked to close when this returns; it is ended with the case.
     void Start(const Item& item) {
-        EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), item.strPath.c_str(), FALSE))
-            << "cannot place " << Narrow(item.strPath);
+        PlaceStandIn(item.strPath);
         const std::wstring strReady = L"VarenStandInReady_" + NewGuid();
         const UniqueHandle hReady(CreateEventW(nullptr, TRUE, FALSE, strReady.c_str()));
         SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", item.strName.c_str());
@@ -623,8 +627,7 @@ class Machine {
         const std::wstring strAside = item.strPath + L".varen-original";
         const bool fAside =
             MoveFileExW(item.strPath.c_str(), strAside.c_str(), MOVEFILE_REPLACE_EXISTING);
-        EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), item.strPath.c_str(), FALSE))
-            << "cannot place the stand-in";
+        PlaceStandIn(item.strPath);
         m_images.push_back(item.strPath.substr(item.strPath.find_last_of(L'\\') + 1));
         static const wchar_t kNative[] = L"native";
         SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_images.back(), REG_SZ, kNative,
