@@ -44,21 +44,9 @@ LONG WINAPI NoteMode(DEVMODEW* pMode, DWORD dwFlags) {
     return DISP_CHANGE_SUCCESSFUL;
 }
 
-// CopyPXFile given strData: the copy's lines, and when szError is given, its failure.
-Case CopyCase(const char* szName, const std::wstring& strData, const wchar_t* szError) {
-    const std::wstring strCopy = strData + L"\\orxpblup.dat to " + kPxFile;
-    return {.szName = szName,
-            .szAction = "CopyPXFile",
-            .data = strData.empty() ? std::nullopt : std::optional(strData), // "" is unset
-            .before = {File(L"%CASE%\\orxpblup.dat", "new list"), File(kPxFile, "old"),
-                       File(kPxFolder + L"\\other.dat")},
-            .uReturn = szError ? 1603u : 0u,
-            .lines = {L"CustomActionData: " + strData,
-                      szError ? L"VAREN_CA: CopyPXFile failed to copy " + strCopy + L", error " +
-                                    szError + L"  \n"
-                              : L"VAREN_CA: CopyPXFile copied " + strCopy + L"  \n"},
-            .after = {File(kPxFile, szError ? "old" : "new list")}};
-}
+// The new list beside the case, the old copy and its neighbour.
+const std::vector<Item> kCopies = {File(L"%CASE%\\orxpblup.dat", "new list"), File(kPxFile, "old"),
+                                   File(kPxFolder + L"\\other.dat")};
 
 const int kDriverSettings = Register({
     {.szName = "waits 20 seconds between its two lines, then asks for 1024x768x32 at 60 Hz",
@@ -114,8 +102,19 @@ const int kDriverSettings = Register({
                      static_cast<DWORD>((Expand(kDceFile).size() + 1) * sizeof(wchar_t))),
                Folder(L"%PROGRAMDATA%\\QVX\\PN\\Analytics")},
      .szWine = "the driver key of Wine's display adapter"},
-    CopyCase("replaces the old copy whole, keeps its neighbours", L"%CASE%", nullptr),
-    CopyCase("no folder would name the current one: refused", L"", L"161"),
+    {.szName = "replaces the old copy whole, keeps its neighbours",
+     .szAction = "CopyPXFile",
+     .data = L"%CASE%",
+     .before = kCopies,
+     .lines = {L"CustomActionData: %CASE%",
+               L"VAREN_CA: CopyPXFile copied %CASE%\\orxpblup.dat to " + kPxFile + L"  \n"},
+     .after = {File(kPxFile, "new list")}},
+    {.szName = "no folder would name the current one: refused",
+     .szAction = "CopyPXFile",
+     .before = kCopies,
+     .uReturn = 1603,
+     .lines = {L"CustomActionData: ", L"VAREN_CA: CopyPXFile failed to copy \\orxpblup.dat to " +
+                                          kPxFile + L", error 161  \n"}},
     {.szName = "deletes the file alone",
      .szAction = "DelPXBLFile",
      .before = {File(kPxFile), File(kPxFolder + L"\\other.dat")},

@@ -1,4 +1,4 @@
-// The performance-profile client's actions.
+// The performance-profile client's actions, and a property read too long for its buffer.
 #include "tests/support/cases.h"
 
 using namespace cases;
@@ -76,9 +76,15 @@ const int kCases = Register({
           {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Suite"),
     Owner("an active client still needs it on removal", {{L"REMOVE", L"ALL"}},
           {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Client"),
-    // A value too long to read is a value: the client owns the installation.
+    // A property read has room for 259 characters. A longer value is still a value here: the
+    // client owns the installation; CleanRegistry fails with its own code on such a package ID.
     Owner("a client flag of 260 characters is set",
           {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}}, {kSuiteVersion}, L"Client"),
+    {.szName = "a package ID of 260 characters cannot be read",
+     .szAction = "CleanRegistry",
+     .data = std::wstring(260, L'x'),
+     .before = {Key(NW, L"SOFTWARE\\ORX Technologies\\Install\\Packages\\W-05")},
+     .uReturn = 1627},
     {.szName = "without consent in the native view tracking stops",
      .szAction = "TrackDVRAnalytics",
      .before = {HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Enabled", 1),

@@ -77,14 +77,6 @@ Case RunCase(const char* szName, const char* szAction, const std::wstring& strCo
             .lines = {Line(szAction, L"running " + strCommand)},
             .commands = {strCommand}};
 }
-std::vector<Item> Drivers(std::initializer_list<const wchar_t*> names) {
-    std::vector<Item> items;
-    for (const wchar_t* szName : names) {
-        items.push_back(File(kDrivers + szName));
-    }
-    return items;
-}
-
 const int kCases = Register({
     {.szName = "the three service trees go, their neighbours stay",
      .szAction = "RemoveCADriverSettings",
@@ -96,10 +88,13 @@ const int kCases = Register({
               Key(N, kServices + L"CAUTILITY")}},
     {.szName = "five files go, the utility's catalogue stays",
      .szAction = "UnLoadOldDriver",
-     .before = Drivers({L"pcore.sys", L"pcore.cat", L"caprof.sys", L"caprof.cat", L"cautility.sys",
-                        L"cautility.cat"}),
+     .before = {File(kDrivers + L"pcore.sys"), File(kDrivers + L"pcore.cat"),
+                File(kDrivers + L"caprof.sys"), File(kDrivers + L"caprof.cat"),
+                File(kDrivers + L"cautility.sys"), File(kDrivers + L"cautility.cat")},
      .uReturn = 1,
-     .gone = Drivers({L"pcore.sys", L"pcore.cat", L"caprof.sys", L"caprof.cat", L"cautility.sys"})},
+     .gone = {File(kDrivers + L"pcore.sys"), File(kDrivers + L"pcore.cat"),
+              File(kDrivers + L"caprof.sys"), File(kDrivers + L"caprof.cat"),
+              File(kDrivers + L"cautility.sys")}},
     {.szName = "the 32-bit folder's drivers replace the old ones, sub-folders stay",
      .szAction = "CopyCADrivers64",
      .before = {Str(W, kKey, L"InstallDir", kFolder + L"\\"),
