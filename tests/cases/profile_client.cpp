@@ -92,8 +92,7 @@ const int kCases = Register({
      .lines = {L"Varen_CA TrackDVRAnalytics(), QVXDVR_Tracked = 0 \n"},
      .after = {HkcuDword(L"SOFTWARE\\QVXDVR", L"QVXDVR_Tracked", 0)}},
     // Each string is judged alone: the partner of a dropped one stays.
-    {.szName =
-         "the client's operations and every empty string go, damage is read, the launcher starts",
+    {.szName = "client operations and empty strings go, a torn end is read, the launcher starts",
      .szAction = "AfterInstallPPC",
      .before = {Pending(L"\\??\\C:\\QVX\\Performance Profile Client\\a.dll\0\0"
                         L"\\??\\C:\\t\\x.tmp\0\\??\\C:\\t\\x.dll\0\\??\\C:\\old.log\0\0"

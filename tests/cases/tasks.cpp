@@ -201,7 +201,6 @@ const int kCases = Register({
      .lines = {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
                L"Command to launch " + kCommand, L"Username Bob",
                L"Failed to call CoInitializeEx 0x8007000e"},
-     .gone = {Task(L"VarenOnDemand")},
      .arrange = Faulty("ole32.dll", "CoInitializeEx", &RefuseCom)},
     {.szName = "the service rejects a name with <",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
