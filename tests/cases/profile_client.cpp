@@ -13,7 +13,6 @@ const std::wstring kLauncherFolder = L"%CASE%\\PPC";
 // The launcher answers a stop before it ends (one that ends as it answers can lose the
 // answer under Wine on a busy machine).
 const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
-const wchar_t kStarted[] = L"Service started successfully.\n";
 // The launcher's command line, and the line that places it in its folder.
 const std::wstring kLauncherCommand =
     L"\"" + kLauncherFolder + L"\\QUEPLauncher.exe\" " + kSlowStop;
@@ -104,7 +103,7 @@ const int kCases = Register({
                        L"\\??\\C:\\n.tmp\0Performance Profile Client\\b\0"
                        L"C:\\performance profile client\\c\0\0"sv),
                Launcher(SERVICE_RUNNING)},
-     .debug = {kStarted}},
+     .debug = {L"Service started successfully.\n"}},
     {.szName = "a list without empty strings or the client's operations is not rewritten",
      .szAction = "AfterInstallPPC",
      .before = {Pending(L"Performance Profile Client\\a\0\\??\\C:\\b\0"sv)}},
@@ -118,7 +117,7 @@ const int kCases = Register({
      .before = {Launcher(SERVICE_STOPPED), Key(NW, kPpc + L"Sibling")},
      .lines = {L"CustomActionData: 2.1.0.5"},
      .after = {Str(N, kPpc, L"ProductVersion", L"2.1.0.5"), Launcher(SERVICE_RUNNING)},
-     .debug = {kStarted}},
+     .debug = {L"Service started successfully.\n"}},
     {.szName = "deletes the launcher in the client's folder, forgets the version",
      .szAction = "UnInstallPPC",
      .data = kLauncherFolder,
