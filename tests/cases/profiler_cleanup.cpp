@@ -77,6 +77,7 @@ Case RunCase(const char* szName, const char* szAction, const std::wstring& strCo
             .lines = {Line(szAction, L"running " + strCommand)},
             .commands = {strCommand}};
 }
+
 const int kCases = Register({
     {.szName = "the three service trees go, their neighbours stay",
      .szAction = "RemoveCADriverSettings",
