@@ -128,16 +128,15 @@ const int kPackageCleanup = Register({
             WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Link(W, kOrx + L"\\Link", kTarget),
                         Key(NW, kOrx + L"Sibling")}),
             0, {}, {Key(W, kOrx)}),
-    Removes("DeletePNKEY", "PN in both views",
-            {Str(NW, kPn, L"PNBrandingInstallDir", L"C:\\"), Key(NW, kPn + L"\\Sub\\Deeper"),
-             Key(NW, kPn + L"X"), Str(NW, L"SOFTWARE\\QVX", L"PN", L"")},
-            0, {}, {Key(NW, kPn)}),
-    // A link at the system's level is followed, as CurrentControlSet is; the PN key
-    // below it, itself a link, goes alone.
-    Removes("DeletePNKEY", "the PN key as a link below a followed link: the link alone goes",
-            WithTarget({Link(N, L"SOFTWARE\\QVX", kTarget), Key(N, kTarget + L"\\Other"),
-                        Link(N, kTarget + L"\\PN", kTarget + L"\\Sub")}),
-            0, {}, {Key(N, kTarget + L"\\PN")}),
+    // In the native view "SOFTWARE\QVX" is a link, followed as the system's CurrentControlSet
+    // is; the PN key below it, itself a link, goes alone.
+    Removes(
+        "DeletePNKEY", "PN in both views, a PN link below a followed link as itself",
+        WithTarget({Str(W, kPn, L"PNBrandingInstallDir", L"C:\\"), Key(W, kPn + L"\\Sub\\Deeper"),
+                    Key(W, kPn + L"X"), Str(W, L"SOFTWARE\\QVX", L"PN", L""),
+                    Link(N, L"SOFTWARE\\QVX", kTarget), Key(N, kTarget + L"\\Other"),
+                    Link(N, kTarget + L"\\PN", kTarget + L"\\Sub")}),
+        0, {}, {Key(W, kPn), Key(N, kTarget + L"\\PN")}),
     Removes("DeletePyraRegistry", "for the machine and the user",
             {Str(NW, kPyra + L"\\Sub", L"v", L""), Key(NW, kPyra + L"Sibling"),
              Str(NW, kPyra + L"\\Sub", L"v", L"", kHkcu), Key(NW, kPyra + L"Sibling", kHkcu)},
