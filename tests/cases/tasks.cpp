@@ -193,6 +193,7 @@ const int kCases = Register({
           L"Description VarenOnDemand", L"URI VarenOnDemand", L"Command " + kCommand,
           L"Successfully added VarenOnDemand Scheduled Event"},
      .after = {Task(L"VarenOnDemand")},
+     .szWine = "Wine's service takes the raw \"&\" in the command; Windows rejects it",
      .arrange = NoteRegistrations},
     {.szName = "COM refused: 1, nothing registered",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
