@@ -29,7 +29,7 @@ void Record(const std::wstring& strLine) {
 
 } // namespace
 
-extern "C" DWORD WINAPI VlmLogVersion() {
+extern "C" __declspec(dllexport) DWORD WINAPI VlmLogVersion() {
     unsigned long ulVersion = 1;
     if (FILE* pFile = OpenBeside(L"VLMLog.version", L"rb")) {
         fscanf(pFile, "%lu", &ulVersion);
@@ -38,15 +38,15 @@ extern "C" DWORD WINAPI VlmLogVersion() {
     return ulVersion;
 }
 
-extern "C" BOOL WINAPI VlmLogOpen(const wchar_t* szSource) {
+extern "C" __declspec(dllexport) BOOL WINAPI VlmLogOpen(const wchar_t* szSource) {
     Record(std::wstring(L"open ") + szSource);
     return TRUE;
 }
 
-extern "C" void WINAPI VlmLogWrite(const wchar_t* szLine) {
+extern "C" __declspec(dllexport) void WINAPI VlmLogWrite(const wchar_t* szLine) {
     Record(szLine);
 }
 
-extern "C" void WINAPI VlmLogClose() {
+extern "C" __declspec(dllexport) void WINAPI VlmLogClose() {
     Record(L"close");
 }

@@ -1,5 +1,5 @@
-# Shared steps of the end-to-end tests: build a real package with wixl, install it with
-# msiexec under Wine, and check the installer's verbose log. Source it; call e2e_begin
+# Shared steps of the end-to-end tests: run installers and tools under Wine in the test's
+# prefix and check their logs and the registry in both views. Source it; call e2e_begin
 # first. A failed check is printed and counted; e2e_end fails the test after them.
 set -euo pipefail
 
@@ -7,12 +7,14 @@ E2E_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 WINE_RUN=$E2E_ROOT/scripts/wine-run
 e2e_failures=0
 
-# e2e_begin BUILD_DIR NAME FILE...: a fresh work folder E2E_DIR with the built FILEs in it.
+# e2e_begin BUILD_DIR NAME FILE...: a fresh work folder E2E_DIR, the current one from
+# then on, with the built FILEs in it.
 e2e_begin() {
     E2E_DIR=$1/e2e/$2
     rm -rf "$E2E_DIR"
     mkdir -p "$E2E_DIR"
     (cd "$1" && cp "${@:3}" "$E2E_DIR/")
+    cd "$E2E_DIR"
     export WINEPREFIX=${WINEPREFIX:?the Wine prefix comes from CTest}
 }
 

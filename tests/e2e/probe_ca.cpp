@@ -5,7 +5,7 @@
 #include <msi.h>
 #include <msiquery.h>
 
-extern "C" UINT __stdcall LogCustomActionData(MSIHANDLE hInstall) {
+extern "C" __declspec(dllexport) UINT __stdcall LogCustomActionData(MSIHANDLE hInstall) {
     wchar_t szData[1024] = L"";
     DWORD cchData = 1024;
     MsiGetPropertyW(hInstall, L"CustomActionData", szData, &cchData);
