@@ -77,8 +77,7 @@ varen_guard_exports(Varen_CA_test ${CMAKE_SOURCE_DIR}/exports/Varen_CA.def
     ${CMAKE_SOURCE_DIR}/tests/diagnostics/fault_exports.def)
 
 # A stand-in for the install manager's optional logging library (runtime/external_log.h).
-add_library(vlmlog_standin SHARED ${CMAKE_SOURCE_DIR}/tests/diagnostics/vlmlog_standin.cpp
-    ${CMAKE_SOURCE_DIR}/tests/diagnostics/vlmlog_standin.def)
+add_library(vlmlog_standin SHARED ${CMAKE_SOURCE_DIR}/tests/diagnostics/vlmlog_standin.cpp)
 set_target_properties(vlmlog_standin PROPERTIES PREFIX "")
 target_compile_options(vlmlog_standin PRIVATE ${VAREN_WARNINGS})
 target_link_options(vlmlog_standin PRIVATE -static)
@@ -90,7 +89,7 @@ add_test(NAME dll_image COMMAND ${CMAKE_SOURCE_DIR}/tests/check-exports
 
 # End-to-end: packages built with msitools and installed through msiexec. The
 # probe DLL stands in for deferred partners that are not part of Varen_CA.
-add_library(probe_ca SHARED ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.cpp ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.def)
+add_library(probe_ca SHARED ${CMAKE_SOURCE_DIR}/tests/e2e/probe_ca.cpp)
 set_target_properties(probe_ca PROPERTIES PREFIX "")
 # Built like the DLL, so that scripts/bench can use it as the size baseline.
 target_compile_options(probe_ca PRIVATE ${VAREN_WARNINGS} -Os -ffunction-sections -fdata-sections)

@@ -10,47 +10,43 @@ extern "C" IMAGE_DOS_HEADER __ImageBase; // this library's own image
 
 namespace {
 
-std::wstring Beside(const wchar_t* szName) {
+FILE* OpenBeside(const wchar_t* szName, const wchar_t* szMode) {
     wchar_t szPath[MAX_PATH] = {};
     GetModuleFileNameW(reinterpret_cast<HMODULE>(&__ImageBase), szPath, MAX_PATH);
     const std::wstring strPath = szPath;
-    return strPath.substr(0, strPath.find_last_of(L'\\') + 1) + szName;
+    return _wfopen((strPath.substr(0, strPath.find_last_of(L'\\') + 1) + szName).c_str(), szMode);
 }
 
 void Record(const std::wstring& strLine) {
-    const std::wstring strText = strLine + L"\n";
-    char szBytes[4096];
-    const int cbText =
-        WideCharToMultiByte(CP_UTF8, 0, strText.c_str(), static_cast<int>(strText.size()), szBytes,
-                            sizeof(szBytes), nullptr, nullptr);
-    if (FILE* pFile = _wfopen(Beside(L"VLMLog.txt").c_str(), L"ab")) {
-        fwrite(szBytes, 1, static_cast<size_t>(cbText), pFile);
+    char szBytes[4096] = {}; // the last byte stays the terminator of a line cut short
+    WideCharToMultiByte(CP_UTF8, 0, strLine.c_str(), -1, szBytes, sizeof(szBytes) - 1, nullptr,
+                        nullptr);
+    if (FILE* pFile = OpenBeside(L"VLMLog.txt", L"ab")) {
+        fprintf(pFile, "%s\n", szBytes);
         fclose(pFile);
     }
 }
 
 } // namespace
 
-extern "C" DWORD WINAPI VlmLogVersion() {
-    FILE* pFile = _wfopen(Beside(L"VLMLog.version").c_str(), L"rb");
-    if (pFile == nullptr) {
-        return 1;
+extern "C" __declspec(dllexport) DWORD WINAPI VlmLogVersion() {
+    unsigned long ulVersion = 1;
+    if (FILE* pFile = OpenBeside(L"VLMLog.version", L"rb")) {
+        fscanf(pFile, "%lu", &ulVersion);
+        fclose(pFile);
     }
-    char szVersion[16] = {};
-    fread(szVersion, 1, sizeof(szVersion) - 1, pFile);
-    fclose(pFile);
-    return strtoul(szVersion, nullptr, 10);
+    return ulVersion;
 }
 
-extern "C" BOOL WINAPI VlmLogOpen(const wchar_t* szSource) {
+extern "C" __declspec(dllexport) BOOL WINAPI VlmLogOpen(const wchar_t* szSource) {
     Record(std::wstring(L"open ") + szSource);
     return TRUE;
 }
 
-extern "C" void WINAPI VlmLogWrite(const wchar_t* szLine) {
+extern "C" __declspec(dllexport) void WINAPI VlmLogWrite(const wchar_t* szLine) {
     Record(szLine);
 }
 
-extern "C" void WINAPI VlmLogClose() {
+extern "C" __declspec(dllexport) void WINAPI VlmLogClose() {
     Record(L"close");
 }

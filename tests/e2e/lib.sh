@@ -1,5 +1,5 @@
-# Shared steps of the end-to-end tests: build a real package with wixl, install it with
-# msiexec under Wine, and check the installer's verbose log. Source it; call e2e_begin
+# Shared steps of the end-to-end tests: run installers and tools under Wine in the test's
+# prefix and check their logs and the registry in both views. Source it; call e2e_begin
 # first. A failed check is printed and counted; e2e_end fails the test after them.
 set -euo pipefail
 
@@ -7,36 +7,20 @@ E2E_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 WINE_RUN=$E2E_ROOT/scripts/wine-run
 e2e_failures=0
 
-# e2e_begin BUILD_DIR NAME FILE...: a fresh work folder with the built FILEs in it.
+# e2e_begin BUILD_DIR NAME FILE...: a fresh work folder E2E_DIR, the current one from
+# then on, with the built FILEs in it.
 e2e_begin() {
     E2E_DIR=$1/e2e/$2
     rm -rf "$E2E_DIR"
     mkdir -p "$E2E_DIR"
-    local file
-    for file in "${@:3}"; do cp "$1/$file" "$E2E_DIR/"; done
+    (cd "$1" && cp "${@:3}" "$E2E_DIR/")
+    cd "$E2E_DIR"
     export WINEPREFIX=${WINEPREFIX:?the Wine prefix comes from CTest}
 }
 
 # The Windows form of a host path (Wine maps / to Z:).
 winpath() {
     printf 'Z:%s' "${1//\//\\}"
-}
-
-# e2e_package MSI TITLE: compiles a per-machine package without files (a fresh
-# ProductCode each time) whose body comes from stdin.
-e2e_package() {
-    cat >"$E2E_DIR/$1.wxs" <<HEAD
-<?xml version="1.0" encoding="utf-8"?>
-<Wix xmlns="http://schemas.microsoft.com/wix/2006/wi">
-  <Product Id="*" Name="$2" Language="1033" Version="1.0.0" Manufacturer="Varen"
-      UpgradeCode="$(python3 -c 'import sys, uuid; print(str(uuid.uuid5(uuid.NAMESPACE_URL, sys.argv[1])).upper())' "$2")">
-    <Package InstallerVersion="500" Compressed="yes" InstallScope="perMachine"/>
-$(cat)
-    <Feature Id="Main" Level="1"/>
-  </Product>
-</Wix>
-HEAD
-    (cd "$E2E_DIR" && wixl -a x64 -o "$1.msi" "$1.wxs")
 }
 
 # e2e_msiexec LOG /i|/x MSI: runs msiexec quietly, checking its exit code; its verbose
@@ -48,9 +32,10 @@ e2e_msiexec() {
     expect_status "msiexec $2 $3" 0 "$status"
 }
 
-# e2e_reg VIEW ARGS...: the prefix's reg.exe in the 32 or 64 bit view.
+# e2e_reg "VIEW..." ARGS...: the prefix's reg.exe in each of the given views (32, 64).
 e2e_reg() {
-    "$WINE_RUN" reg "${@:2}" "/reg:$1" 2>/dev/null | tr -d '\r'
+    local view
+    for view in $1; do "$WINE_RUN" reg "${@:2}" "/reg:$view" 2>/dev/null | tr -d '\r'; done
 }
 
 fail() {
@@ -71,7 +56,9 @@ expect_lines() {
     done
 }
 
+# Clears the suite's keys from the shared prefix; fails the test if a check failed.
 e2e_end() {
+    e2e_reg "32 64" delete 'HKLM\SOFTWARE\ORX Technologies' /f >/dev/null || true
     ((e2e_failures == 0)) || { echo "$e2e_failures check(s) failed; logs kept in $E2E_DIR"; exit 1; }
     echo "all checks passed"
 }

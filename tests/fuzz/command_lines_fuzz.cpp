@@ -6,9 +6,7 @@
 #include "tests/fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
-    const std::vector<std::wstring> fields = SplitFields(pData, cbData, 2);
-    const std::wstring& strA = fields[0];
-    const std::wstring& strB = fields[1];
+    const auto [strA, strB] = SplitFields(pData, cbData);
     for (size_t cchBuffer : {size_t{0}, size_t{1}, cbData % 600}) {
         // The text up to the buffer less its terminator (a buffer of none holds nothing).
         Check(BoundCommandLine(strA, cchBuffer) ==

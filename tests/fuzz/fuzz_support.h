@@ -1,11 +1,11 @@
 // Shared by the fuzz targets: the check that stops the run, and text fields.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
 inline void Check(bool fCondition) {
     if (!fCondition) {
@@ -13,12 +13,12 @@ inline void Check(bool fCondition) {
     }
 }
 
-// The input as cFields texts, cut at each byte 0xFF (missing fields are empty).
+// The input as two texts, cut at each byte 0xFF (after a second one nothing is read).
 // Bytes below 0x80 are those characters (NULs included), so separators, quotes and
 // keys turn up often; the others map above U+00FF, reaching past Latin-1.
-inline std::vector<std::wstring> SplitFields(const uint8_t* pData, size_t cbData, size_t cFields) {
-    std::vector<std::wstring> fields(cFields);
-    for (size_t i = 0, iField = 0; i < cbData && iField < cFields; ++i) {
+inline std::array<std::wstring, 2> SplitFields(const uint8_t* pData, size_t cbData) {
+    std::array<std::wstring, 2> fields;
+    for (size_t i = 0, iField = 0; i < cbData && iField < fields.size(); ++i) {
         if (pData[i] == 0xFF) {
             ++iField;
         } else {

@@ -6,7 +6,7 @@
 #include "tests/fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
-    const std::vector<std::wstring> fields = SplitFields(pData, cbData, 2);
+    const auto fields = SplitFields(pData, cbData);
     for (const std::wstring& strText : fields) {
         const std::wstring strBinary = GetServiceBinaryFile(strText);
         Check(std::wstring_view(strText).substr(strText.starts_with(L'"')).starts_with(strBinary));

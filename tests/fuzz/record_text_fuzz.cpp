@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t cbData) {
-    const std::wstring strRecord = SplitFields(pData, cbData, 1)[0];
+    const std::wstring strRecord = SplitFields(pData, cbData)[0];
     for (std::wstring_view strKey : {L"TaskName=", L"DirectoryOfBinary=", L"=", L";"}) {
         const size_t iKey = strRecord.find(strKey);
         const size_t iStart = iKey == std::wstring::npos ? strKey.size() - 1 : iKey + strKey.size();
