@@ -13,17 +13,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <span>
 
 namespace fs = std::filesystem;
 
+namespace cases {
+
 namespace {
+
+using Kind = Item::Kind;
 
 std::wstring KnownFolder(int iCsidl) {
     wchar_t szPath[MAX_PATH] = {};
@@ -46,14 +48,6 @@ std::wstring TestTempFolder() {
     GetTempPathW(MAX_PATH, szTemp);
     return szTemp;
 }
-
-} // namespace
-
-namespace cases {
-
-namespace {
-
-using Kind = Item::Kind;
 
 std::string Narrow(const std::wstring& strText) {
     const int cb = WideCharToMultiByte(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()),
@@ -165,34 +159,6 @@ std::vector<DWORD> AllProcesses() {
     return ids;
 }
 
-// The processes started from this program, and theirs, other than this one. They are
-// members of a job this program joins first: a process the action starts is in the job
-// from the moment it exists, where a snapshot of the system's processes may miss one
-// that has only just started.
-std::vector<DWORD> ProcessesStartedHere() {
-    static const HANDLE hJob = [] {
-        const HANDLE hNew = CreateJobObjectW(nullptr, nullptr);
-        EXPECT_TRUE(hNew && AssignProcessToJobObject(hNew, GetCurrentProcess()))
-            << "cannot follow the programs the actions start: " << GetLastError();
-        return hNew;
-    }();
-    // The list's two counts take the first slot; the ids follow in the rest.
-    static_assert(offsetof(JOBOBJECT_BASIC_PROCESS_ID_LIST, ProcessIdList) == sizeof(ULONG_PTR));
-    std::array<ULONG_PTR, 256> members = {};
-    EXPECT_TRUE(QueryInformationJobObject(hJob, JobObjectBasicProcessIdList, members.data(),
-                                          sizeof(members), nullptr))
-        << "cannot list the programs the actions started: " << GetLastError();
-    DWORD counts[2] = {}; // assigned, listed
-    std::memcpy(counts, members.data(), sizeof(counts));
-    std::vector<DWORD> ids;
-    for (DWORD i = 1; i <= counts[1] && i < members.size(); ++i) {
-        if (members[i] != GetCurrentProcessId()) {
-            ids.push_back(static_cast<DWORD>(members[i]));
-        }
-    }
-    return ids;
-}
-
 constexpr DWORD kSettleMs = 20000;
 
 UniqueServiceHandle OpenNamedService(const std::wstring& strName, DWORD dwAccess) {
@@ -223,6 +189,12 @@ void RemoveTestService(const Item& item) {
 // of that name left by an earlier run goes first.
 void CreateTestService(const Item& item) {
     RemoveTestService(item);
+    // Connecting starts Wine's service manager, which sets this event once its automatic
+    // services have been started: until then it refuses starts with 1055
+    // (ERROR_SERVICE_DATABASE_LOCKED), as it does just after a prefix is made.
+    const UniqueHandle hStarted(OpenEventW(SYNCHRONIZE, FALSE, L"__wine_SvcctlStarted"));
+    ASSERT_TRUE(!hStarted || WaitForSingleObject(hStarted.get(), 60000) == WAIT_OBJECT_0)
+        << "the service manager did not finish starting";
     ASSERT_TRUE(CopyFileW(BuiltProgram(L"varen_service.exe").c_str(), item.strPath.c_str(), FALSE))
         << "cannot place the test service";
     const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
@@ -283,13 +255,11 @@ std::vector<BYTE> ReadFileBytes(const std::wstring& strPath) {
 
 // "<target>|<arguments>|<working folder>" of a shell link, or "unreadable".
 std::wstring ReadShortcut(const std::wstring& strPath) {
-    // {00021401-0000-0000-C000-000000000046}: the shell's link object.
-    constexpr CLSID kClsidShellLink = {0x00021401, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     const ComApartment apartment;
     UniqueComPtr<IShellLinkW> pLink;
     UniqueComPtr<IPersistFile> pFile;
     wchar_t szTarget[MAX_PATH] = {}, szArguments[1024] = {}, szFolder[MAX_PATH] = {};
-    if (SUCCEEDED(CoCreateInstance(kClsidShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
                                    reinterpret_cast<void**>(pLink.put()))) &&
         SUCCEEDED(
             pLink.get()->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(pFile.put()))) &&
@@ -440,10 +410,7 @@ class Machine {
             }
             return;
         }
-        for (View view : kBothViews) {
-            if (!IsRegistry(item)) {
-                break;
-            }
+        for (View view : IsRegistry(item) ? kBothViews : std::span<const View>()) {
             const std::wstring strTop = FirstMissing(item.strPath, 0, [&](const std::wstring& str) {
                 return KeyExists(item.hRoot, view, str);
             });
@@ -561,9 +528,17 @@ class Machine {
         SetEnvironmentVariableW(L"VARENCA_STANDIN_READY", nullptr);
     }
 
-    // The applications started, by path, with their processes.
-    const std::vector<std::pair<std::wstring, HANDLE>>& Applications() const {
-        return m_applications;
+    // Fails unless exactly the applications in gone have ended.
+    void ExpectApplications(const std::vector<Item>& gone) const {
+        for (const auto& [strPath, hProcess] : m_applications) {
+            const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
+                return g.kind == Kind::Process && SamePath(g.strPath, strPath);
+            });
+            // An ending that was started just before the action returned completes promptly.
+            const bool fEnded = WaitForSingleObject(hProcess, fGone ? 30000 : 0) == WAIT_OBJECT_0;
+            EXPECT_EQ(fGone, fEnded)
+                << "the application " << Narrow(strPath) << (fGone ? " still runs" : " has ended");
+        }
     }
 
     // Every line the stand-ins recorded, in order: a command line, or "done".
@@ -774,11 +749,9 @@ void CallAndCheck(const Case& c, Machine& machine) {
 }
 
 void RunCase(const Case& c) {
-    std::optional<testing::ScopedTrace> wineNote;
-    if (c.szWine) {
-        wineNote.emplace(__FILE__, __LINE__,
-                         std::string("expectation is Wine's behaviour: ") + c.szWine);
-    }
+    const testing::ScopedTrace wineNote(
+        __FILE__, __LINE__,
+        c.szWine ? std::string("expectation is Wine's behaviour: ") + c.szWine : "");
     const fs::path caseFolder = Expand(L"%CASE%");
     std::error_code error;
     fs::remove_all(caseFolder, error);
@@ -804,15 +777,7 @@ void RunCase(const Case& c) {
             }
         }
         CallAndCheck(c, machine);
-        for (const auto& [strPath, hProcess] : machine.Applications()) {
-            const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
-                return g.kind == Kind::Process && SamePath(g.strPath, strPath);
-            });
-            // An ending that was started just before the action returned completes promptly.
-            const bool fEnded = WaitForSingleObject(hProcess, fGone ? 30000 : 0) == WAIT_OBJECT_0;
-            EXPECT_EQ(fGone, fEnded)
-                << "the application " << Narrow(strPath) << (fGone ? " still runs" : " has ended");
-        }
+        machine.ExpectApplications(gone);
         for (const Item& item : gone) {
             for (View view : item.kind == Kind::Process ? std::vector<View>{} : ViewsOf(item)) {
                 EXPECT_FALSE(ReadBack(item, view)) << Describe(item, view) << " should be gone";
@@ -941,22 +906,6 @@ void CountFault() {
 } // namespace cases
 
 namespace {
-
-// Cases that arrange services need the service manager past its own start-up.
-class ServiceManagerReady : public testing::Environment {
-  public:
-    // Connecting starts Wine's service manager, which sets this event once its automatic
-    // services have been started: until then it refuses starts with 1055
-    // (ERROR_SERVICE_DATABASE_LOCKED), as it does just after a prefix is made.
-    void SetUp() override {
-        const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-        const UniqueHandle hStarted(OpenEventW(SYNCHRONIZE, FALSE, L"__wine_SvcctlStarted"));
-        EXPECT_TRUE(!hStarted || WaitForSingleObject(hStarted.get(), 60000) == WAIT_OBJECT_0)
-            << "the service manager did not finish starting";
-    }
-};
-testing::Environment* const kServiceManagerReady =
-    testing::AddGlobalTestEnvironment(new ServiceManagerReady);
 
 // The two passes each prove the version the prefix reports, once.
 DWORD MajorVersion() {
