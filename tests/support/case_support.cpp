@@ -8,7 +8,7 @@
 
 #include <msiquery.h>
 #include <shlobj.h>
-#include <tlhelp32.h>
+#include <psapi.h>
 
 #include <gtest/gtest.h>
 
@@ -40,13 +40,6 @@ std::wstring BuiltProgram(const wchar_t* szName) {
     GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
     const std::wstring strSelf = szSelf;
     return strSelf.substr(0, strSelf.find_last_of(L'\\') + 1) + szName;
-}
-
-// The temporary folder, with its trailing "\".
-std::wstring TestTempFolder() {
-    wchar_t szTemp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, szTemp);
-    return szTemp;
 }
 
 std::string Narrow(const std::wstring& strText) {
@@ -86,8 +79,8 @@ fs::path TrashFolder() {
 
 const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
     static const std::vector<std::pair<std::wstring, std::wstring>> tokens = {
-        {L"%CASE%", TestTempFolder() + L"varen_case"},
-        {L"%TEMP%", TestTempFolder()},
+        {L"%CASE%", (fs::temp_directory_path() / L"varen_case").wstring()},
+        {L"%TEMP%", (fs::temp_directory_path() / L"").wstring()}, // with its trailing "\"
         {L"%WINDIR%", KnownFolder(CSIDL_WINDOWS)},
         {L"%SYSTEMX86%", KnownFolder(CSIDL_SYSTEMX86)},
         {L"%SYSTEM%", KnownFolder(CSIDL_SYSTEM)},
@@ -146,19 +139,6 @@ std::string Describe(const Item& item, View view) {
            (view == View::Wow32 ? " in the 32-bit view" : " in the 64-bit view");
 }
 
-// The ids of every process on the machine.
-std::vector<DWORD> AllProcesses() {
-    std::vector<DWORD> ids;
-    const UniqueHandle hSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL fEntry = Process32FirstW(hSnapshot.get(), &entry); fEntry;
-         fEntry = Process32NextW(hSnapshot.get(), &entry)) {
-        ids.push_back(entry.th32ProcessID);
-    }
-    return ids;
-}
-
 constexpr DWORD kSettleMs = 20000;
 
 UniqueServiceHandle OpenNamedService(const std::wstring& strName, DWORD dwAccess) {
@@ -172,9 +152,11 @@ void RemoveTestService(const Item& item) {
     if (const UniqueServiceHandle hService = OpenNamedService(item.strName, DELETE)) {
         DeleteService(hService.get());
     }
-    for (DWORD dwId : AllProcesses()) {
+    DWORD ids[4096] = {}, cbIds = 0;
+    EnumProcesses(ids, sizeof(ids), &cbIds);
+    for (DWORD iId = 0; iId < cbIds / sizeof(DWORD); ++iId) {
         const UniqueHandle hProcess(OpenProcess(
-            PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, dwId));
+            PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, ids[iId]));
         wchar_t szImage[MAX_PATH] = {};
         DWORD cchImage = MAX_PATH;
         if (hProcess && QueryFullProcessImageNameW(hProcess.get(), 0, szImage, &cchImage) &&
@@ -384,7 +366,7 @@ bool ShowsWindows(const Case& c) {
 class Machine {
   public:
     // Points every stand-in's record at a fresh file; put back after every other step.
-    Machine() : m_strLog(TestTempFolder() + L"standin_" + NewGuid() + L".log") {
+    Machine() : m_strLog(Expand(L"%TEMP%standin_") + NewGuid() + L".log") {
         SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", m_strLog.c_str());
         m_undo.emplace_back([this] {
             SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", nullptr);
