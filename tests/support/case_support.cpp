@@ -33,8 +33,7 @@ std::wstring KnownFolder(int iCsidl) {
     return szPath;
 }
 
-// The path of szName in this program's folder, where the stand-in and the test service
-// are built.
+// The path of szName in this program's folder, where the programs cases place are built.
 std::wstring BuiltProgram(const wchar_t* szName) {
     wchar_t szSelf[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
@@ -146,6 +145,11 @@ UniqueServiceHandle OpenNamedService(const std::wstring& strName, DWORD dwAccess
     return UniqueServiceHandle(OpenServiceW(hManager.get(), strName.c_str(), dwAccess));
 }
 
+void PlaceBuilt(const wchar_t* szProgram, const std::wstring& strPath) {
+    EXPECT_TRUE(CopyFileW(BuiltProgram(szProgram).c_str(), strPath.c_str(), FALSE))
+        << "cannot place " << Narrow(szProgram) << " at " << Narrow(strPath);
+}
+
 // Deletes the service and ends every process of its program: a stopped service's
 // process may outlive its stop for a while.
 void RemoveTestService(const Item& item) {
@@ -167,8 +171,8 @@ void RemoveTestService(const Item& item) {
     }
 }
 
-// Registers the test service (demand start, own process) and brings it to its state; one
-// of that name left by an earlier run goes first.
+// Registers the test service (demand start, own process) in its state, in place of one
+// of that name left by an earlier run.
 void CreateTestService(const Item& item) {
     RemoveTestService(item);
     // Connecting starts Wine's service manager, which sets this event once its automatic
@@ -177,8 +181,7 @@ void CreateTestService(const Item& item) {
     const UniqueHandle hStarted(OpenEventW(SYNCHRONIZE, FALSE, L"__wine_SvcctlStarted"));
     ASSERT_TRUE(!hStarted || WaitForSingleObject(hStarted.get(), 60000) == WAIT_OBJECT_0)
         << "the service manager did not finish starting";
-    ASSERT_TRUE(CopyFileW(BuiltProgram(L"varen_service.exe").c_str(), item.strPath.c_str(), FALSE))
-        << "cannot place the test service";
+    PlaceBuilt(L"varen_service.exe", item.strPath);
     const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
     const std::wstring strBinary =
         L"\"" + item.strPath + L"\"" + (item.strArguments.empty() ? L"" : L" " + item.strArguments);
@@ -190,8 +193,7 @@ void CreateTestService(const Item& item) {
     if (item.dwState == SERVICE_STOPPED) {
         return;
     }
-    // The service sets this event when it reports running.
-    const UniqueHandle hRunning(
+    const UniqueHandle hRunning( // set by the service when it reports running
         CreateEventW(nullptr, TRUE, FALSE, (L"VarenTestService." + item.strName).c_str()));
     ASSERT_TRUE(StartServiceW(hService.get(), 0, nullptr))
         << "StartServiceW failed: " << GetLastError();
@@ -202,11 +204,6 @@ void CreateTestService(const Item& item) {
         ASSERT_TRUE(ControlService(hService.get(), SERVICE_CONTROL_STOP, &status));
         ASSERT_EQ(static_cast<DWORD>(SERVICE_STOP_PENDING), status.dwCurrentState);
     }
-}
-
-void PlaceStandIn(const std::wstring& strPath) {
-    EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), strPath.c_str(), FALSE))
-        << "cannot place the stand-in at " << Narrow(strPath);
 }
 
 // The service's state, or nullopt when there is no such service or it is stopped and
@@ -311,8 +308,7 @@ void ExpectAsDescribed(const Item& item, View view, const char* szWhy) {
         << (stored ? "holds " + Content(*stored) + ", expected " + Content(item) : "missing");
 }
 
-// A gone item takes an arranged one: the same item, or anything at or below a gone key
-// or folder.
+// A gone item takes the same item, and anything at or below a gone key or folder.
 bool Takes(const Item& gone, const Item& item, View view) {
     if (IsNamed(gone) || IsNamed(item)) {
         return gone.kind == item.kind && SamePath(gone.strName, item.strName);
@@ -480,7 +476,7 @@ class Machine {
     // Starts a Running item: the stand-in copied to its path, as an application
     // ready to be asked to close when this returns; it is ended with the case.
     void Start(const Item& item) {
-        PlaceStandIn(item.strPath);
+        PlaceBuilt(L"standin.exe", item.strPath);
         const std::wstring strReady = L"VarenStandInReady_" + NewGuid();
         const UniqueHandle hReady(CreateEventW(nullptr, TRUE, FALSE, strReady.c_str()));
         SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", item.strName.c_str());
@@ -561,8 +557,7 @@ class Machine {
         return ids;
     }
 
-    // Waits for the stand-ins that run and are not in before: what they record is then
-    // complete.
+    // Waits for the stand-ins that run and are not in before: their record is then complete.
     void AwaitNewStandIns(const std::vector<DWORD>& before) const {
         for (DWORD dwId : RunningStandIns()) {
             const UniqueHandle hProcess(std::find(before.begin(), before.end(), dwId) ==
@@ -584,7 +579,7 @@ class Machine {
         const std::wstring strAside = item.strPath + L".varen-original";
         const bool fAside =
             MoveFileExW(item.strPath.c_str(), strAside.c_str(), MOVEFILE_REPLACE_EXISTING);
-        PlaceStandIn(item.strPath);
+        PlaceBuilt(L"standin.exe", item.strPath);
         m_images.push_back(item.strPath.substr(item.strPath.find_last_of(L'\\') + 1));
         static const wchar_t kNative[] = L"native";
         SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_images.back(), REG_SZ, kNative,

@@ -33,15 +33,11 @@ void AppendLine(const std::wstring& strLog, const std::wstring& strLine) {
 }
 
 LRESULT CALLBACK WindowProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam) {
-    if (uMessage == WM_CLOSE) {
-        if (GetWindowLongPtrW(hWnd, GWLP_USERDATA) != 0) {
-            DestroyWindow(hWnd);
-        }
-        return 0;
+    if (uMessage == WM_CLOSE && GetWindowLongPtrW(hWnd, GWLP_USERDATA) == 0) {
+        return 0; // refused; otherwise the default procedure destroys the window
     }
     if (uMessage == WM_DESTROY) {
         PostQuitMessage(0);
-        return 0;
     }
     return DefWindowProcW(hWnd, uMessage, wParam, lParam);
 }
