@@ -351,9 +351,8 @@ constexpr wchar_t kDesktop[] = L"VarenCases";
 constexpr wchar_t kDrivers[] = L"Software\\Wine\\Drivers";
 
 bool ShowsWindows(const Case& c) {
-    return std::any_of(c.before.begin(), c.before.end(), [](const Item& item) {
-        return item.kind == Kind::Process && item.strName != L"none";
-    });
+    return std::any_of(c.before.begin(), c.before.end(),
+                       [](const Item& item) { return item.kind == Kind::Process; });
 }
 
 // One case's machine: what it arranges, each with the step that puts the machine
@@ -484,7 +483,7 @@ class Machine {
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         std::wstring strDesktop = kDesktop;
-        startup.lpDesktop = item.strName == L"none" ? nullptr : strDesktop.data();
+        startup.lpDesktop = strDesktop.data();
         PROCESS_INFORMATION info = {};
         std::wstring strCommand = L"\"" + item.strPath + L"\"";
         if (CreateProcessW(item.strPath.c_str(), strCommand.data(), nullptr, nullptr, FALSE, 0,
