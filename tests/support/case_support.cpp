@@ -286,18 +286,17 @@ std::optional<Item> ReadBack(Item item, View view) {
 // What an item holds, as text to compare: a value's type and bytes, a file's bytes, a
 // service's state, a shortcut's target, arguments and folder; nothing for the rest.
 std::string Content(const Item& item) {
-    std::string strContent;
-    if (item.kind == Kind::Value || item.kind == Kind::File) {
-        strContent = item.kind == Kind::Value ? "type " + std::to_string(item.dwType) + ":" : "";
-        for (BYTE b : item.data) {
-            const char szHex[] = "0123456789abcdef";
-            strContent += {' ', szHex[b >> 4], szHex[b & 15]};
-        }
+    if (item.kind == Kind::Service || item.kind == Kind::Shortcut) {
+        return item.kind == Kind::Service ? "state " + std::to_string(item.dwState)
+                                          : Shown(item.strName);
     }
-    if (item.kind == Kind::Service) {
-        strContent = "state " + std::to_string(item.dwState);
+    std::string strContent =
+        item.kind == Kind::Value ? "type " + std::to_string(item.dwType) + ":" : "";
+    for (BYTE b : item.data) { // only values and files have data
+        const char szHex[] = "0123456789abcdef";
+        strContent += {' ', szHex[b >> 4], szHex[b & 15]};
     }
-    return item.kind == Kind::Shortcut ? Shown(item.strName) : strContent;
+    return strContent;
 }
 
 // Fails unless the item is there in the view with the content it describes.
