@@ -8,22 +8,24 @@
 
 #include <msiquery.h>
 #include <shlobj.h>
-#include <tlhelp32.h>
+#include <psapi.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <span>
 
 namespace fs = std::filesystem;
 
+namespace cases {
+
 namespace {
+
+using Kind = Item::Kind;
 
 std::wstring KnownFolder(int iCsidl) {
     wchar_t szPath[MAX_PATH] = {};
@@ -31,29 +33,13 @@ std::wstring KnownFolder(int iCsidl) {
     return szPath;
 }
 
-// The path of szName in this program's folder, where the stand-in and the test service
-// are built.
+// The path of szName in this program's folder, where the programs cases place are built.
 std::wstring BuiltProgram(const wchar_t* szName) {
     wchar_t szSelf[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
     const std::wstring strSelf = szSelf;
     return strSelf.substr(0, strSelf.find_last_of(L'\\') + 1) + szName;
 }
-
-// The temporary folder, with its trailing "\".
-std::wstring TestTempFolder() {
-    wchar_t szTemp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, szTemp);
-    return szTemp;
-}
-
-} // namespace
-
-namespace cases {
-
-namespace {
-
-using Kind = Item::Kind;
 
 std::string Narrow(const std::wstring& strText) {
     const int cb = WideCharToMultiByte(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()),
@@ -92,8 +78,8 @@ fs::path TrashFolder() {
 
 const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
     static const std::vector<std::pair<std::wstring, std::wstring>> tokens = {
-        {L"%CASE%", TestTempFolder() + L"varen_case"},
-        {L"%TEMP%", TestTempFolder()},
+        {L"%CASE%", (fs::temp_directory_path() / L"varen_case").wstring()},
+        {L"%TEMP%", (fs::temp_directory_path() / L"").wstring()}, // with its trailing "\"
         {L"%WINDIR%", KnownFolder(CSIDL_WINDOWS)},
         {L"%SYSTEMX86%", KnownFolder(CSIDL_SYSTEMX86)},
         {L"%SYSTEM%", KnownFolder(CSIDL_SYSTEM)},
@@ -152,52 +138,16 @@ std::string Describe(const Item& item, View view) {
            (view == View::Wow32 ? " in the 32-bit view" : " in the 64-bit view");
 }
 
-// The ids of every process on the machine.
-std::vector<DWORD> AllProcesses() {
-    std::vector<DWORD> ids;
-    const UniqueHandle hSnapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL fEntry = Process32FirstW(hSnapshot.get(), &entry); fEntry;
-         fEntry = Process32NextW(hSnapshot.get(), &entry)) {
-        ids.push_back(entry.th32ProcessID);
-    }
-    return ids;
-}
-
-// The processes started from this program, and theirs, other than this one. They are
-// members of a job this program joins first: a process the action starts is in the job
-// from the moment it exists, where a snapshot of the system's processes may miss one
-// that has only just started.
-std::vector<DWORD> ProcessesStartedHere() {
-    static const HANDLE hJob = [] {
-        const HANDLE hNew = CreateJobObjectW(nullptr, nullptr);
-        EXPECT_TRUE(hNew && AssignProcessToJobObject(hNew, GetCurrentProcess()))
-            << "cannot follow the programs the actions start: " << GetLastError();
-        return hNew;
-    }();
-    // The list's two counts take the first slot; the ids follow in the rest.
-    static_assert(offsetof(JOBOBJECT_BASIC_PROCESS_ID_LIST, ProcessIdList) == sizeof(ULONG_PTR));
-    std::array<ULONG_PTR, 256> members = {};
-    EXPECT_TRUE(QueryInformationJobObject(hJob, JobObjectBasicProcessIdList, members.data(),
-                                          sizeof(members), nullptr))
-        << "cannot list the programs the actions started: " << GetLastError();
-    DWORD counts[2] = {}; // assigned, listed
-    std::memcpy(counts, members.data(), sizeof(counts));
-    std::vector<DWORD> ids;
-    for (DWORD i = 1; i <= counts[1] && i < members.size(); ++i) {
-        if (members[i] != GetCurrentProcessId()) {
-            ids.push_back(static_cast<DWORD>(members[i]));
-        }
-    }
-    return ids;
-}
-
 constexpr DWORD kSettleMs = 20000;
 
 UniqueServiceHandle OpenNamedService(const std::wstring& strName, DWORD dwAccess) {
     const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     return UniqueServiceHandle(OpenServiceW(hManager.get(), strName.c_str(), dwAccess));
+}
+
+void PlaceBuilt(const wchar_t* szProgram, const std::wstring& strPath) {
+    EXPECT_TRUE(CopyFileW(BuiltProgram(szProgram).c_str(), strPath.c_str(), FALSE))
+        << "cannot place " << Narrow(szProgram) << " at " << Narrow(strPath);
 }
 
 // Deletes the service and ends every process of its program: a stopped service's
@@ -206,9 +156,11 @@ void RemoveTestService(const Item& item) {
     if (const UniqueServiceHandle hService = OpenNamedService(item.strName, DELETE)) {
         DeleteService(hService.get());
     }
-    for (DWORD dwId : AllProcesses()) {
+    DWORD ids[4096] = {}, cbIds = 0;
+    EnumProcesses(ids, sizeof(ids), &cbIds);
+    for (DWORD iId = 0; iId < cbIds / sizeof(DWORD); ++iId) {
         const UniqueHandle hProcess(OpenProcess(
-            PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, dwId));
+            PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, ids[iId]));
         wchar_t szImage[MAX_PATH] = {};
         DWORD cchImage = MAX_PATH;
         if (hProcess && QueryFullProcessImageNameW(hProcess.get(), 0, szImage, &cchImage) &&
@@ -219,12 +171,17 @@ void RemoveTestService(const Item& item) {
     }
 }
 
-// Registers the test service (demand start, own process) and brings it to its state; one
-// of that name left by an earlier run goes first.
+// Registers the test service (demand start, own process) in its state, in place of one
+// of that name left by an earlier run.
 void CreateTestService(const Item& item) {
     RemoveTestService(item);
-    ASSERT_TRUE(CopyFileW(BuiltProgram(L"varen_service.exe").c_str(), item.strPath.c_str(), FALSE))
-        << "cannot place the test service";
+    // Connecting starts Wine's service manager, which sets this event once its automatic
+    // services have been started: until then it refuses starts with 1055
+    // (ERROR_SERVICE_DATABASE_LOCKED), as it does just after a prefix is made.
+    const UniqueHandle hStarted(OpenEventW(SYNCHRONIZE, FALSE, L"__wine_SvcctlStarted"));
+    ASSERT_TRUE(!hStarted || WaitForSingleObject(hStarted.get(), 60000) == WAIT_OBJECT_0)
+        << "the service manager did not finish starting";
+    PlaceBuilt(L"varen_service.exe", item.strPath);
     const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
     const std::wstring strBinary =
         L"\"" + item.strPath + L"\"" + (item.strArguments.empty() ? L"" : L" " + item.strArguments);
@@ -236,8 +193,7 @@ void CreateTestService(const Item& item) {
     if (item.dwState == SERVICE_STOPPED) {
         return;
     }
-    // The service sets this event when it reports running.
-    const UniqueHandle hRunning(
+    const UniqueHandle hRunning( // set by the service when it reports running
         CreateEventW(nullptr, TRUE, FALSE, (L"VarenTestService." + item.strName).c_str()));
     ASSERT_TRUE(StartServiceW(hService.get(), 0, nullptr))
         << "StartServiceW failed: " << GetLastError();
@@ -248,11 +204,6 @@ void CreateTestService(const Item& item) {
         ASSERT_TRUE(ControlService(hService.get(), SERVICE_CONTROL_STOP, &status));
         ASSERT_EQ(static_cast<DWORD>(SERVICE_STOP_PENDING), status.dwCurrentState);
     }
-}
-
-void PlaceStandIn(const std::wstring& strPath) {
-    EXPECT_TRUE(CopyFileW(BuiltProgram(L"standin.exe").c_str(), strPath.c_str(), FALSE))
-        << "cannot place the stand-in at " << Narrow(strPath);
 }
 
 // The service's state, or nullopt when there is no such service or it is stopped and
@@ -283,13 +234,11 @@ std::vector<BYTE> ReadFileBytes(const std::wstring& strPath) {
 
 // "<target>|<arguments>|<working folder>" of a shell link, or "unreadable".
 std::wstring ReadShortcut(const std::wstring& strPath) {
-    // {00021401-0000-0000-C000-000000000046}: the shell's link object.
-    constexpr CLSID kClsidShellLink = {0x00021401, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     const ComApartment apartment;
     UniqueComPtr<IShellLinkW> pLink;
     UniqueComPtr<IPersistFile> pFile;
     wchar_t szTarget[MAX_PATH] = {}, szArguments[1024] = {}, szFolder[MAX_PATH] = {};
-    if (SUCCEEDED(CoCreateInstance(kClsidShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
                                    reinterpret_cast<void**>(pLink.put()))) &&
         SUCCEEDED(
             pLink.get()->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(pFile.put()))) &&
@@ -337,18 +286,17 @@ std::optional<Item> ReadBack(Item item, View view) {
 // What an item holds, as text to compare: a value's type and bytes, a file's bytes, a
 // service's state, a shortcut's target, arguments and folder; nothing for the rest.
 std::string Content(const Item& item) {
-    std::string strContent;
-    if (item.kind == Kind::Value || item.kind == Kind::File) {
-        strContent = item.kind == Kind::Value ? "type " + std::to_string(item.dwType) + ":" : "";
-        for (BYTE b : item.data) {
-            const char szHex[] = "0123456789abcdef";
-            strContent += {' ', szHex[b >> 4], szHex[b & 15]};
-        }
+    if (item.kind == Kind::Service || item.kind == Kind::Shortcut) {
+        return item.kind == Kind::Service ? "state " + std::to_string(item.dwState)
+                                          : Shown(item.strName);
     }
-    if (item.kind == Kind::Service) {
-        strContent = "state " + std::to_string(item.dwState);
+    std::string strContent =
+        item.kind == Kind::Value ? "type " + std::to_string(item.dwType) + ":" : "";
+    for (BYTE b : item.data) { // only values and files have data
+        const char szHex[] = "0123456789abcdef";
+        strContent += {' ', szHex[b >> 4], szHex[b & 15]};
     }
-    return item.kind == Kind::Shortcut ? Shown(item.strName) : strContent;
+    return strContent;
 }
 
 // Fails unless the item is there in the view with the content it describes.
@@ -359,8 +307,7 @@ void ExpectAsDescribed(const Item& item, View view, const char* szWhy) {
         << (stored ? "holds " + Content(*stored) + ", expected " + Content(item) : "missing");
 }
 
-// A gone item takes an arranged one: the same item, or anything at or below a gone key
-// or folder.
+// A gone item takes the same item, and anything at or below a gone key or folder.
 bool Takes(const Item& gone, const Item& item, View view) {
     if (IsNamed(gone) || IsNamed(item)) {
         return gone.kind == item.kind && SamePath(gone.strName, item.strName);
@@ -403,9 +350,8 @@ constexpr wchar_t kDesktop[] = L"VarenCases";
 constexpr wchar_t kDrivers[] = L"Software\\Wine\\Drivers";
 
 bool ShowsWindows(const Case& c) {
-    return std::any_of(c.before.begin(), c.before.end(), [](const Item& item) {
-        return item.kind == Kind::Process && item.strName != L"none";
-    });
+    return std::any_of(c.before.begin(), c.before.end(),
+                       [](const Item& item) { return item.kind == Kind::Process; });
 }
 
 // One case's machine: what it arranges, each with the step that puts the machine
@@ -414,7 +360,7 @@ bool ShowsWindows(const Case& c) {
 class Machine {
   public:
     // Points every stand-in's record at a fresh file; put back after every other step.
-    Machine() : m_strLog(TestTempFolder() + L"standin_" + NewGuid() + L".log") {
+    Machine() : m_strLog(Expand(L"%TEMP%standin_") + NewGuid() + L".log") {
         SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", m_strLog.c_str());
         m_undo.emplace_back([this] {
             SetEnvironmentVariableW(L"VARENCA_STANDIN_LOG", nullptr);
@@ -440,10 +386,7 @@ class Machine {
             }
             return;
         }
-        for (View view : kBothViews) {
-            if (!IsRegistry(item)) {
-                break;
-            }
+        for (View view : IsRegistry(item) ? kBothViews : std::span<const View>()) {
             const std::wstring strTop = FirstMissing(item.strPath, 0, [&](const std::wstring& str) {
                 return KeyExists(item.hRoot, view, str);
             });
@@ -531,7 +474,7 @@ class Machine {
     // Starts a Running item: the stand-in copied to its path, as an application
     // ready to be asked to close when this returns; it is ended with the case.
     void Start(const Item& item) {
-        PlaceStandIn(item.strPath);
+        PlaceBuilt(L"standin.exe", item.strPath);
         const std::wstring strReady = L"VarenStandInReady_" + NewGuid();
         const UniqueHandle hReady(CreateEventW(nullptr, TRUE, FALSE, strReady.c_str()));
         SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", item.strName.c_str());
@@ -539,7 +482,7 @@ class Machine {
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         std::wstring strDesktop = kDesktop;
-        startup.lpDesktop = item.strName == L"none" ? nullptr : strDesktop.data();
+        startup.lpDesktop = strDesktop.data();
         PROCESS_INFORMATION info = {};
         std::wstring strCommand = L"\"" + item.strPath + L"\"";
         if (CreateProcessW(item.strPath.c_str(), strCommand.data(), nullptr, nullptr, FALSE, 0,
@@ -561,9 +504,17 @@ class Machine {
         SetEnvironmentVariableW(L"VARENCA_STANDIN_READY", nullptr);
     }
 
-    // The applications started, by path, with their processes.
-    const std::vector<std::pair<std::wstring, HANDLE>>& Applications() const {
-        return m_applications;
+    // Fails unless exactly the applications in gone have ended.
+    void ExpectApplications(const std::vector<Item>& gone) const {
+        for (const auto& [strPath, hProcess] : m_applications) {
+            const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
+                return g.kind == Kind::Process && SamePath(g.strPath, strPath);
+            });
+            // An ending that was started just before the action returned completes promptly.
+            const bool fEnded = WaitForSingleObject(hProcess, fGone ? 30000 : 0) == WAIT_OBJECT_0;
+            EXPECT_EQ(fGone, fEnded)
+                << "the application " << Narrow(strPath) << (fGone ? " still runs" : " has ended");
+        }
     }
 
     // Every line the stand-ins recorded, in order: a command line, or "done".
@@ -604,8 +555,7 @@ class Machine {
         return ids;
     }
 
-    // Waits for the stand-ins that run and are not in before: what they record is then
-    // complete.
+    // Waits for the stand-ins that run and are not in before: their record is then complete.
     void AwaitNewStandIns(const std::vector<DWORD>& before) const {
         for (DWORD dwId : RunningStandIns()) {
             const UniqueHandle hProcess(std::find(before.begin(), before.end(), dwId) ==
@@ -627,7 +577,7 @@ class Machine {
         const std::wstring strAside = item.strPath + L".varen-original";
         const bool fAside =
             MoveFileExW(item.strPath.c_str(), strAside.c_str(), MOVEFILE_REPLACE_EXISTING);
-        PlaceStandIn(item.strPath);
+        PlaceBuilt(L"standin.exe", item.strPath);
         m_images.push_back(item.strPath.substr(item.strPath.find_last_of(L'\\') + 1));
         static const wchar_t kNative[] = L"native";
         SetRaw(HKEY_CURRENT_USER, View::Native, kOverrides, m_images.back(), REG_SZ, kNative,
@@ -774,11 +724,9 @@ void CallAndCheck(const Case& c, Machine& machine) {
 }
 
 void RunCase(const Case& c) {
-    std::optional<testing::ScopedTrace> wineNote;
-    if (c.szWine) {
-        wineNote.emplace(__FILE__, __LINE__,
-                         std::string("expectation is Wine's behaviour: ") + c.szWine);
-    }
+    const testing::ScopedTrace wineNote(
+        __FILE__, __LINE__,
+        c.szWine ? std::string("expectation is Wine's behaviour: ") + c.szWine : "");
     const fs::path caseFolder = Expand(L"%CASE%");
     std::error_code error;
     fs::remove_all(caseFolder, error);
@@ -804,15 +752,7 @@ void RunCase(const Case& c) {
             }
         }
         CallAndCheck(c, machine);
-        for (const auto& [strPath, hProcess] : machine.Applications()) {
-            const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
-                return g.kind == Kind::Process && SamePath(g.strPath, strPath);
-            });
-            // An ending that was started just before the action returned completes promptly.
-            const bool fEnded = WaitForSingleObject(hProcess, fGone ? 30000 : 0) == WAIT_OBJECT_0;
-            EXPECT_EQ(fGone, fEnded)
-                << "the application " << Narrow(strPath) << (fGone ? " still runs" : " has ended");
-        }
+        machine.ExpectApplications(gone);
         for (const Item& item : gone) {
             for (View view : item.kind == Kind::Process ? std::vector<View>{} : ViewsOf(item)) {
                 EXPECT_FALSE(ReadBack(item, view)) << Describe(item, view) << " should be gone";
@@ -941,22 +881,6 @@ void CountFault() {
 } // namespace cases
 
 namespace {
-
-// Cases that arrange services need the service manager past its own start-up.
-class ServiceManagerReady : public testing::Environment {
-  public:
-    // Connecting starts Wine's service manager, which sets this event once its automatic
-    // services have been started: until then it refuses starts with 1055
-    // (ERROR_SERVICE_DATABASE_LOCKED), as it does just after a prefix is made.
-    void SetUp() override {
-        const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-        const UniqueHandle hStarted(OpenEventW(SYNCHRONIZE, FALSE, L"__wine_SvcctlStarted"));
-        EXPECT_TRUE(!hStarted || WaitForSingleObject(hStarted.get(), 60000) == WAIT_OBJECT_0)
-            << "the service manager did not finish starting";
-    }
-};
-testing::Environment* const kServiceManagerReady =
-    testing::AddGlobalTestEnvironment(new ServiceManagerReady);
 
 // The two passes each prove the version the prefix reports, once.
 DWORD MajorVersion() {

@@ -112,12 +112,11 @@ inline Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring 
             .strName = strTarget + L"|" + strArguments + L"|" + strFolder};
 }
 // A running application: the stand-in copied to strPath and started before the action,
-// with a top-level window that closes when asked (szWindow "close"), one that refuses
-// ("ignore"), or no window ("none"). In .gone it must have ended by the time the action
-// returns; arranged and not gone, it must still run. It is ended after the case. A case
-// with an application that shows a window runs in a pass of its own ("Desktop_<action>",
-// the test cases_desktop) on a desktop of its own (Wine needs a display driver for
-// windows; see kDesktop in case_support.cpp).
+// with a top-level window that closes when asked (szWindow "close") or one that refuses
+// ("ignore"). In .gone it must have ended by the time the action returns; arranged and
+// not gone, it must still run. It is ended after the case. A case with an application
+// runs in a pass of its own ("Desktop_<action>", the test cases_desktop) on a desktop of
+// its own (Wine needs a display driver for windows; see kDesktop in case_support.cpp).
 inline Item Running(std::wstring strPath, const wchar_t* szWindow) {
     return {.kind = Item::Kind::Process, .strPath = std::move(strPath), .strName = szWindow};
 }

@@ -47,7 +47,7 @@ void DeleteOpenTree(HKEY hKey, View view) {
             DeleteOpenTree(hChild.get(), view);
             hChild.reset();
         }
-        if (!fOpened || KeyExists(hKey, view, szName) || LinkExists(hKey, view, szName)) {
+        if (!fOpened || Open(hKey, view, szName, KEY_READ, REG_OPTION_OPEN_LINK)) {
             ++dwIndex; // left in place; the next one is tried
         }
     }

@@ -5,20 +5,44 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
 #include <stdexcept>
+
+namespace {
 
 // Every test program runs in a job that ends its processes when the program ends,
 // so a tool a test started and did not end (a stand-in told to wait) cannot keep
 // CTest's output pipe open and stall the run.
-const struct KillChildrenOnExit {
-    KillChildrenOnExit() {
-        HANDLE hJob = CreateJobObjectW(nullptr, nullptr); // closed by the system at exit
-        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
-        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-        SetInformationJobObject(hJob, JobObjectExtendedLimitInformation, &limits, sizeof(limits));
-        AssignProcessToJobObject(hJob, GetCurrentProcess());
+const HANDLE g_hJob = [] {
+    const HANDLE hJob = CreateJobObjectW(nullptr, nullptr); // closed by the system at exit
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    SetInformationJobObject(hJob, JobObjectExtendedLimitInformation, &limits, sizeof(limits));
+    AssignProcessToJobObject(hJob, GetCurrentProcess());
+    return hJob;
+}();
+
+} // namespace
+
+std::vector<DWORD> ProcessesStartedHere() {
+    // The list's two counts take the first slot; the ids follow in the rest.
+    static_assert(offsetof(JOBOBJECT_BASIC_PROCESS_ID_LIST, ProcessIdList) == sizeof(ULONG_PTR));
+    std::array<ULONG_PTR, 256> members = {};
+    EXPECT_TRUE(QueryInformationJobObject(g_hJob, JobObjectBasicProcessIdList, members.data(),
+                                          sizeof(members), nullptr))
+        << "cannot list the programs this one started: " << GetLastError();
+    DWORD counts[2] = {}; // assigned, listed
+    std::memcpy(counts, members.data(), sizeof(counts));
+    std::vector<DWORD> ids;
+    for (DWORD i = 1; i <= counts[1] && i < members.size(); ++i) {
+        if (members[i] != GetCurrentProcessId()) {
+            ids.push_back(static_cast<DWORD>(members[i]));
+        }
     }
-} g_killChildrenOnExit;
+    return ids;
+}
 
 ActionSession::ActionSession(const PropertyRows& properties,
                              const std::optional<PropertyRows>& orxRows, const wchar_t* szDll) {

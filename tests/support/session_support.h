@@ -42,6 +42,12 @@ class ActionSession {
     std::vector<std::wstring> m_lines, m_messages;
 };
 
+// The ids of the processes started from this program, and theirs, other than this one.
+// They are members of a job the program joins first: a process an action starts is in
+// it from the moment it exists, where a snapshot of the system's processes may miss one
+// that has only just started.
+std::vector<DWORD> ProcessesStartedHere();
+
 // Writes pNew into a code pointer slot (an import, a method table entry) of a
 // loaded module and returns what it held.
 void* ExchangeSlot(void** ppSlot, void* pNew);
