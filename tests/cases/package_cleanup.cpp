@@ -83,16 +83,6 @@ Case ArpCase() {
     return c;
 }
 
-Case Removes(const char* szAction, const char* szName, std::vector<Item> before, UINT uReturn,
-             Lines lines, std::vector<Item> gone) {
-    return {.szName = szName,
-            .szAction = szAction,
-            .before = std::move(before),
-            .uReturn = uReturn,
-            .lines = std::move(lines),
-            .gone = std::move(gone)};
-}
-
 const int kPackageCleanup = Register({
     {.szName = "the last package takes Packages and Install in both views, not their sibling",
      .szAction = "CleanRegistry",
@@ -112,36 +102,37 @@ const int kPackageCleanup = Register({
      .data = kPid,
      .before = WithTarget({Link(N, kPackages, kTarget), kUserQvx}),
      .lines = CleanLines(kPid, kNotEmpty, kHasSubKeys)},
-    Removes("ClearInstallRegValues", "values go, not sub-keys, blank or default ones",
+    Removal("ClearInstallRegValues", "values go, not sub-keys, blank or default ones", {},
             {Str(NW, kInstall, L"InstallDir", L"C:\\"), Dword(NW, kInstall, L"Level", 1),
              Str(NW, kInstall, L" ", L""), Str(NW, kInstall, L"", L"d"),
              Dword(NW, kPackages + L"\\" + kPid, L"iPackageLevel", 1),
              Str(NW, L"SOFTWARE\\ORX Technologies", L"Sibling", L"")},
             1, {}, {Str(NW, kInstall, L"InstallDir", L""), Str(NW, kInstall, L"Level", L"")}),
     // Its path names "SOFTWARE\ORX\A4", but all of "SOFTWARE\ORX" goes.
-    Removes("DeleteA4Registry", "all of ORX in both views, links as themselves",
+    Removal("DeleteA4Registry", "all of ORX in both views, links as themselves", {},
             WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Str(NW, kOrx, L"Value", L""),
                         Key(W, kOrx + L"\\Only32\\Deep"), Link(NW, kOrx + L"\\A4\\Link", kTarget),
                         Key(NW, kOrx + L"Sibling"), Key(NW, kInstall)}),
             1, {L"VAREN_CA: SearchA4RegKey  \n"}, {Key(NW, kOrx)}),
-    Removes("DeleteORXKey", "the ORX tree in the 32-bit view only, a link as itself",
+    Removal("DeleteORXKey", "the ORX tree in the 32-bit view only, a link as itself", {},
             WithTarget({Key(NW, kOrx + L"\\A4\\Sub"), Link(W, kOrx + L"\\Link", kTarget),
                         Key(NW, kOrx + L"Sibling")}),
             0, {}, {Key(W, kOrx)}),
     // In the native view "SOFTWARE\QVX" is a link, followed as the system's CurrentControlSet
     // is; the PN key below it, itself a link, goes alone.
-    Removes(
-        "DeletePNKEY", "PN in both views, a PN link below a followed link as itself",
+    Removal(
+        "DeletePNKEY", "PN in both views, a PN link below a followed link as itself", {},
         WithTarget({Str(W, kPn, L"PNBrandingInstallDir", L"C:\\"), Key(W, kPn + L"\\Sub\\Deeper"),
                     Key(W, kPn + L"X"), Str(W, L"SOFTWARE\\QVX", L"PN", L""),
                     Link(N, L"SOFTWARE\\QVX", kTarget), Key(N, kTarget + L"\\Other"),
                     Link(N, kTarget + L"\\PN", kTarget + L"\\Sub")}),
         0, {}, {Key(W, kPn), Key(N, kTarget + L"\\PN")}),
-    Removes("DeletePyraRegistry", "for the machine and the user",
+    Removal("DeletePyraRegistry", "for the machine and the user", {},
             {Str(NW, kPyra + L"\\Sub", L"v", L""), Key(NW, kPyra + L"Sibling"),
              Str(NW, kPyra + L"\\Sub", L"v", L"", kHkcu), Key(NW, kPyra + L"Sibling", kHkcu)},
             1, {L"VAREN_CA: SearchHalvoRegKey  \n"}, {Key(NW, kPyra), Key(NW, kPyra, kHkcu)}),
-    Removes("RmLegacyUninstall", "the folder goes to the Recycle Bin, the entry from both views",
+    Removal("RmLegacyUninstall", "the folder goes to the Recycle Bin, the entry from both views",
+            {},
             {Str(NW, kUninstall + L"All ORX Software\\Sub", L"v", L""),
              Key(NW, kUninstall + L"All ORX Software 2"), File(kLegacy + L"\\sub\\f.txt"),
              File(L"%PROGRAMFILES32%\\ORX Technologies\\Keep\\f.txt")},
@@ -151,12 +142,12 @@ const int kPackageCleanup = Register({
              L"VAREN_CA RemoveLegacyUninstall cleaned registry keys \n"},
             {Key(NW, kUninstall + L"All ORX Software"), Folder(kLegacy)}),
     // Called first in a freshly loaded module, it logs through no session.
-    Removes("RemoveVLMEntry", "the entry goes, its lines are lost",
+    Removal("RemoveVLMEntry", "the entry goes, its lines are lost", {},
             {Str(NW, kUninstall + L"QVX Velium Install Manager\\Sub", L"v", L""),
              Key(NW, kUninstall + L"QVX Velium Install Manager 2")},
             1, {}, {Key(NW, kUninstall + L"QVX Velium Install Manager")}),
     ArpCase(),
-    Removes("DeleteandRetainValues", "keeps what the branding key names",
+    Removal("DeleteandRetainValues", "keeps what the branding key names", {},
             {File(kBrand + L"\\Skins\\in\\f.txt"), File(kBrand + L"\\OldSkins\\in\\f.txt"),
              File(kBrand + L"\\Fonts\\in\\f.txt"), File(kBrand + L"\\Kept\\in\\f.txt"),
              File(kBrand + L"\\logo.png"), File(kBrand + L"\\keep.png"), File(kBrand + L"\\noext"),

@@ -848,6 +848,17 @@ std::wstring Expand(const std::wstring& strText) {
     return strExpanded;
 }
 
+Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
+             std::vector<Item> before, UINT uReturn, Lines lines, std::vector<Item> gone) {
+    return {.szName = szName,
+            .szAction = szAction,
+            .data = std::move(data),
+            .before = std::move(before),
+            .uReturn = uReturn,
+            .lines = std::move(lines),
+            .gone = std::move(gone)};
+}
+
 int Register(std::vector<Case> newCases) {
     // Cases live as long as the program; GoogleTest keeps pointers to them.
     static std::deque<Case> registered;

@@ -160,6 +160,10 @@ struct Case {
     bool fSurvivalOnly = false;
 };
 
+// A case given in one call, for tables of cases that differ only in these fields.
+Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
+             std::vector<Item> before, UINT uReturn, Lines lines, std::vector<Item> gone = {});
+
 // Registers the cases as GoogleTest tests "<action>.<name>" ("Win7_<action>.<name>"
 // for the Windows 7 pass). Call it from a namespace-scope initializer:
 //   const int kRegistered = cases::Register({...});
