@@ -4,6 +4,7 @@
 // temporary folder.
 #include "runtime/handles.h"
 #include "runtime/session.h"
+#include "system/path_text.h"
 #include "system/process.h"
 #include "system/registry.h"
 #include "tasks/schtasks_text.h"
@@ -77,7 +78,7 @@ UINT CreateLogonTask(const AppTask& task) {
     if (!strFolder) {
         return ERROR_INSTALL_FAILURE;
     }
-    const std::wstring strInstalled = AppendFileName(*strFolder, task.szDefinition);
+    const std::wstring strInstalled = JoinFolderAndName(*strFolder, task.szDefinition);
     RewriteWorkingDirectory(strInstalled, TempCopyPath(task.szDefinition), *strFolder);
     // The installed definition is registered, not the rewritten copy: packages
     // have always registered it so.
@@ -119,7 +120,7 @@ extern "C" UINT __stdcall CreateBenchMarkRunOnceSchTask(MSIHANDLE hInstall) {
     if (!strFolder) {
         return ERROR_SUCCESS;
     }
-    const std::wstring strInstalled = AppendFileName(*strFolder, kStartPnBenchmark.szDefinition);
+    const std::wstring strInstalled = JoinFolderAndName(*strFolder, kStartPnBenchmark.szDefinition);
     if (!PathFileExistsW(strInstalled.c_str())) {
         return ERROR_SUCCESS;
     }

@@ -2,14 +2,6 @@
 
 #include "system/process_text.h"
 
-std::wstring AppendFileName(std::wstring_view strFolder, std::wstring_view strFile) {
-    std::wstring strPath(strFolder);
-    if (strPath.empty() || (strPath.back() != L'\\' && strPath.back() != L'/')) {
-        strPath += L'\\';
-    }
-    return strPath += strFile;
-}
-
 std::wstring BuildCreateTaskCommand(std::wstring_view strTask, std::wstring_view strXmlPath) {
     return BoundCommandLine(std::wstring(L"schtasks /Create /TN \"")
                                 .append(strTask)

@@ -1,6 +1,5 @@
 // Pure text for the schtasks actions: the command lines, each as it fits the
-// actions' 260-character command buffer, and the joining of file names to the
-// application folder. No <windows.h>.
+// actions' 260-character command buffer. No <windows.h>.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +8,6 @@
 
 // Every schtasks command line is formatted into a buffer of MAX_PATH characters.
 constexpr size_t kcchTaskCommand = 260;
-
-// strFolder + "\" + strFile, without the "\" when the folder already ends in
-// "\" or "/".
-std::wstring AppendFileName(std::wstring_view strFolder, std::wstring_view strFile);
 
 // The command lines below are cut to kcchTaskCommand - 1 characters when they do
 // not fit, as the formatted buffer leaves them.
