@@ -23,6 +23,23 @@ winpath() {
     printf 'Z:%s' "${1//\//\\}"
 }
 
+# e2e_package MSI TITLE: compiles a per-machine package without files (a fresh
+# ProductCode each time) whose body comes from stdin.
+e2e_package() {
+    cat >"$E2E_DIR/$1.wxs" <<HEAD
+<?xml version="1.0" encoding="utf-8"?>
+<Wix xmlns="http://schemas.microsoft.com/wix/2006/wi">
+  <Product Id="*" Name="$2" Language="1033" Version="1.0.0" Manufacturer="Varen"
+      UpgradeCode="$(python3 -c 'import sys, uuid; print(str(uuid.uuid5(uuid.NAMESPACE_URL, sys.argv[1])).upper())' "$2")">
+    <Package InstallerVersion="500" Compressed="yes" InstallScope="perMachine"/>
+$(cat)
+    <Feature Id="Main" Level="1"/>
+  </Product>
+</Wix>
+HEAD
+    (cd "$E2E_DIR" && wixl -a x64 -o "$1.msi" "$1.wxs")
+}
+
 # e2e_msiexec LOG /i|/x MSI: runs msiexec quietly, checking its exit code; its verbose
 # log, without carriage returns, goes to E2E_DIR/LOG.
 e2e_msiexec() {
