@@ -34,11 +34,9 @@ const int kCompanionApps = Register({
      .lines = {L"Varen_CA ShutDownVCC() start",
                L"VAREN_CA ShutDownVCC ending VantorSettings.exe with TaskKill \n"},
      .commands = {L"\"" + kTaskKill + L"\" /IM VantorSettings.exe /F"}},
-    {.szName = "a program of a longer name is not it: no TaskKill",
+    {.szName = "a program of a longer name is not it",
      .szAction = "ShutDownVCC",
-     .before = {Service(L"VarenSettingsHelper", L"%CASE%\\VantorSettingsHelper.exe", L"",
-                        SERVICE_RUNNING),
-                Program(kTaskKill)},
+     .before = {Service(L"VarenSettingsX", L"%CASE%\\VantorSettingsX.exe", L"", SERVICE_RUNNING)},
      .lines = {L"Varen_CA ShutDownVCC() start",
                L"VAREN_CA ShutDownVCC VantorSettings.exe is not running \n"}},
     {.szName = "desktop shortcut to the program in the settings folder",
@@ -59,13 +57,6 @@ const int kCompanionApps = Register({
      .lines = {L"Varen_CA createQVXLinkWindowsAppShortcut() start",
                L"VAREN_CA createQVXLinkWindowsAppShortcut created " + kQvxLink + L" \n"},
      .after = {Shortcut(kQvxLink, L"%WINDIR%\\explorer.exe", L"shell:AppsFolder\\" + kAppId)}},
-    {.szName = "a path is no app ID",
-     .szAction = "createQVXLinkWindowsAppShortcut",
-     .data = L"%WINDIR%\\explorer.exe",
-     .uReturn = 1603,
-     .lines =
-         {L"Varen_CA createQVXLinkWindowsAppShortcut() start",
-          L"VAREN_CA createQVXLinkWindowsAppShortcut invalid app ID, %WINDIR%\\explorer.exe \n"}},
 });
 
 } // namespace
