@@ -37,20 +37,18 @@ set(VAREN_TEST_MANIFEST_RC ${CMAKE_SOURCE_DIR}/tests/support/win10.rc)
 
 # The action cases (tests/cases/*.cpp, in the format of tests/support/cases.h), all in
 # one program that drives the built DLL only: no second copy of the library to patch
-# by mistake. It runs in three passes: the Windows 10 pass, the Windows 7 cases with the
-# prefix switched for them, and the cases whose applications show windows.
+# by mistake. It runs in two passes: the Windows 10 pass, and the Windows 7 cases with the
+# prefix switched for them.
 file(GLOB VAREN_CASE_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/cases/*.cpp)
 add_executable(cases_test ${VAREN_CASE_SOURCES} ${VAREN_TEST_MANIFEST_RC})
 target_link_libraries(cases_test PRIVATE varen_test_support GTest::gtest_main)
 target_compile_options(cases_test PRIVATE ${VAREN_WARNINGS})
 target_link_options(cases_test PRIVATE -static)
 add_dependencies(cases_test Varen_CA standin varen_service)
-add_test(NAME cases COMMAND cases_test --gtest_filter=-Win7_*:Desktop_*:Sweep_*)
+add_test(NAME cases COMMAND cases_test --gtest_filter=-Win7_*:Sweep_*)
 add_test(NAME cases_win7 COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix win7 ${VAREN_WINEPREFIX}
     $<TARGET_FILE:cases_test> --gtest_filter=Win7_*)
-# Cases whose applications show windows, in a process of their own (see cases.h).
-add_test(NAME cases_desktop COMMAND cases_test --gtest_filter=Desktop_*)
-set_tests_properties(cases cases_win7 cases_desktop PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
+set_tests_properties(cases cases_win7 PROPERTIES FIXTURES_REQUIRED wine RESOURCE_LOCK wineprefix
     ENVIRONMENT "${VAREN_WINE_ENV}" TIMEOUT 600)
 # The hostile-input sweep in a prefix of its own: what the actions make of such input
 # is not cleaned up after them, so it must not meet the other cases.

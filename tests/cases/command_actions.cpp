@@ -55,11 +55,6 @@ const int kCommands = Register({
     Interpreter("launchKdbsync_CA",
                 L"Cmd.exe /c start \"QVX Accelerated Video Transcoding device initialization\" "
                 L"/min \"%programfiles(x86)%\\QVX AVT\\bin\\kdbsync.exe\" aml"),
-    // The prefix has no .NET Framework; the interpreter actions report nothing.
-    {.szName = "a tool that cannot start fails",
-     .szAction = "RegisterInternetExplorerUrl64",
-     .uReturn = 1603},
-    {.szName = "no interpreter: silent, 0", .szAction = "RemoveFolder_CA"},
 });
 
 } // namespace

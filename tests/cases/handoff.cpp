@@ -88,13 +88,6 @@ const int kHandOffs = Register({
                L"Varen_CA GetFromMSITable() PackageRead Property Value is " + kPid + L" \n",
                L"Varen_CA SetVlmOrxPid(), " + kPid + kSet},
      .set = {{L"CleanRegistry", kPid}}},
-    {.szName = "a table without the row fails",
-     .szAction = "SetVlmOrxPid",
-     .orx = PropertyRows{{L"PNVersion", L"1.0"}},
-     .uReturn = 1603,
-     .lines = {L"Varen_CA SetVlmOrxPid() start",
-               L"Varen_CA GetFromMSITable(), Reading Property table\n",
-               L"Varen_CA SetVlmOrxPid() failed to get Pid from ORX Property table."}},
     // Each read is given the count the previous read left: a longer value fails, names
     // its default and leaves in the mode what fitted.
     {.szName = "a longer value than the one before fails and leaves what fitted",
@@ -113,10 +106,6 @@ const int kHandOffs = Register({
     Version("UpdatePNVersionInReg", L"PNVersion", L"VAREN_CA: PN version Registry values updated."),
     Version("UpdateDriverVersionInReg", L"DriverVersion",
             L"VAREN_CA: Driver version Registry values updated."),
-    {.szName = "no table: the thread's last error is logged, 0",
-     .szAction = "UpdatePNVersionInReg",
-     .lines = {L"Failed in call to MsiDatabaseOpenView. Error: 0"},
-     .szWine = "the last error a failed view leaves"},
 });
 
 } // namespace

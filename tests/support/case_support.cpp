@@ -339,21 +339,6 @@ std::wstring FirstMissing(std::wstring strPath, size_t cchRoot, TExists fExists)
     return strTop;
 }
 
-// The test machines have no display, and Wine without a display driver fails every
-// top-level window. A case whose applications show windows runs on a desktop of its
-// own whose desktop process loads Wine's null driver; the test thread moves to it for
-// the case, so that the action sees the windows there. Once a process has enumerated
-// windows on it, the null driver stays loaded in that process, and a message box of
-// any later action would wait for a click that never comes: such cases therefore run
-// in their own pass ("Desktop_*", the test cases_desktop).
-constexpr wchar_t kDesktop[] = L"VarenCases";
-constexpr wchar_t kDrivers[] = L"Software\\Wine\\Drivers";
-
-bool ShowsWindows(const Case& c) {
-    return std::any_of(c.before.begin(), c.before.end(),
-                       [](const Item& item) { return item.kind == Kind::Process; });
-}
-
 // One case's machine: what it arranges, each with the step that puts the machine
 // back, taken in reverse order when the case ends (services go before the folders
 // of their programs, stand-ins are restored before what they were placed in).
@@ -452,71 +437,6 @@ class Machine {
         }
     }
 
-    // Moves the thread to a desktop of its own whose desktop process loads Wine's
-    // null display driver (see kDesktop).
-    void UsePrivateDesktop() {
-        GetDesktopWindow(); // the default desktop keeps the driver it already has
-        static const wchar_t kNull[] = L"null";
-        SetRaw(HKEY_CURRENT_USER, View::Native, kDrivers, L"Graphics", REG_SZ, kNull,
-               sizeof(kNull));
-        const HDESK hDefault = GetThreadDesktop(GetCurrentThreadId());
-        const HDESK hDesktop = CreateDesktopW(kDesktop, nullptr, nullptr, 0, GENERIC_ALL, nullptr);
-        EXPECT_TRUE(hDesktop && SetThreadDesktop(hDesktop)) << "cannot use a desktop of its own";
-        m_undo.emplace_back([hDefault, hDesktop] {
-            SetThreadDesktop(hDefault);
-            if (hDesktop) {
-                CloseDesktop(hDesktop);
-            }
-            DeleteValue(HKEY_CURRENT_USER, View::Native, kDrivers, L"Graphics");
-        });
-    }
-
-    // Starts a Running item: the stand-in copied to its path, as an application
-    // ready to be asked to close when this returns; it is ended with the case.
-    void Start(const Item& item) {
-        PlaceBuilt(L"standin.exe", item.strPath);
-        const std::wstring strReady = L"VarenStandInReady_" + NewGuid();
-        const UniqueHandle hReady(CreateEventW(nullptr, TRUE, FALSE, strReady.c_str()));
-        SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", item.strName.c_str());
-        SetEnvironmentVariableW(L"VARENCA_STANDIN_READY", strReady.c_str());
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        std::wstring strDesktop = kDesktop;
-        startup.lpDesktop = strDesktop.data();
-        PROCESS_INFORMATION info = {};
-        std::wstring strCommand = L"\"" + item.strPath + L"\"";
-        if (CreateProcessW(item.strPath.c_str(), strCommand.data(), nullptr, nullptr, FALSE, 0,
-                           nullptr, nullptr, &startup, &info)) {
-            CloseHandle(info.hThread);
-            const HANDLE waits[] = {hReady.get(), info.hProcess};
-            EXPECT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, waits, FALSE, 30000))
-                << "the application did not get ready";
-            m_applications.emplace_back(item.strPath, info.hProcess);
-            m_undo.emplace_back([hProcess = info.hProcess] {
-                TerminateProcess(hProcess, 0);
-                WaitForSingleObject(hProcess, 30000);
-                CloseHandle(hProcess);
-            });
-        } else {
-            ADD_FAILURE() << "cannot start " << Narrow(item.strPath);
-        }
-        SetEnvironmentVariableW(L"VARENCA_STANDIN_WINDOW", nullptr);
-        SetEnvironmentVariableW(L"VARENCA_STANDIN_READY", nullptr);
-    }
-
-    // Fails unless exactly the applications in gone have ended.
-    void ExpectApplications(const std::vector<Item>& gone) const {
-        for (const auto& [strPath, hProcess] : m_applications) {
-            const bool fGone = std::any_of(gone.begin(), gone.end(), [&](const Item& g) {
-                return g.kind == Kind::Process && SamePath(g.strPath, strPath);
-            });
-            // An ending that was started just before the action returned completes promptly.
-            const bool fEnded = WaitForSingleObject(hProcess, fGone ? 30000 : 0) == WAIT_OBJECT_0;
-            EXPECT_EQ(fGone, fEnded)
-                << "the application " << Narrow(strPath) << (fGone ? " still runs" : " has ended");
-        }
-    }
-
     // Every line the stand-ins recorded, in order: a command line, or "done".
     Lines StandInLog() const {
         const std::vector<BYTE> bytes = ReadFileBytes(m_strLog);
@@ -597,7 +517,6 @@ class Machine {
     std::wstring m_strLog;
     std::vector<std::wstring> m_images; // the stand-ins' file names
     std::vector<std::function<void()>> m_undo;
-    std::vector<std::pair<std::wstring, HANDLE>> m_applications;
 };
 
 Item ExpandItem(Item item) {
@@ -743,18 +662,9 @@ void RunCase(const Case& c) {
         for (const Item& item : before) {
             machine.Arrange(item);
         }
-        if (ShowsWindows(c)) {
-            machine.UsePrivateDesktop();
-        }
-        for (const Item& item : before) {
-            if (item.kind == Kind::Process) {
-                machine.Start(item);
-            }
-        }
         CallAndCheck(c, machine);
-        machine.ExpectApplications(gone);
         for (const Item& item : gone) {
-            for (View view : item.kind == Kind::Process ? std::vector<View>{} : ViewsOf(item)) {
+            for (View view : ViewsOf(item)) {
                 EXPECT_FALSE(ReadBack(item, view)) << Describe(item, view) << " should be gone";
             }
         }
@@ -768,8 +678,7 @@ void RunCase(const Case& c) {
                 return a.kind == item.kind && a.hRoot == item.hRoot &&
                        SamePath(a.strPath, item.strPath) && SamePath(a.strName, item.strName);
             });
-            for (View view :
-                 item.kind == Kind::Process || fChanged ? std::vector<View>{} : ViewsOf(item)) {
+            for (View view : fChanged ? std::vector<View>{} : ViewsOf(item)) {
                 if (std::none_of(gone.begin(), gone.end(),
                                  [&](const Item& g) { return Takes(g, item, view); })) {
                     ExpectAsDescribed(item, view, " was arranged and not named as changed, but");
@@ -866,7 +775,6 @@ int Register(std::vector<Case> newCases) {
         const Case& stored = registered.emplace_back(std::move(c));
         const std::string strSuite = (stored.fSurvivalOnly   ? "Sweep_"
                                       : stored.iWindows == 7 ? "Win7_"
-                                      : ShowsWindows(stored) ? "Desktop_"
                                                              : "") +
                                      std::string(stored.szAction);
         std::string strName = stored.szName;
@@ -921,8 +829,7 @@ TEST(Exports, EachHasCases) {
         bool fCovered = false;
         for (int iSuite = 0; iSuite < tests.total_test_suite_count(); ++iSuite) {
             const std::string strSuite = tests.GetTestSuite(iSuite)->name();
-            fCovered |= strSuite == strExport || strSuite == "Win7_" + strExport ||
-                        strSuite == "Desktop_" + strExport;
+            fCovered |= strSuite == strExport || strSuite == "Win7_" + strExport;
         }
         EXPECT_TRUE(fCovered) << strExport << " has no case";
     }

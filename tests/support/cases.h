@@ -36,7 +36,7 @@ enum Views : unsigned { N = 1, W = 2, NW = 3 };
 
 // One thing on the machine. Paths are registry paths under hRoot, or file-system paths.
 struct Item {
-    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Process, Link, Task };
+    enum class Kind { Key, Value, File, Folder, Program, Service, Shortcut, Link, Task };
     Kind kind = Kind::Key;
     std::wstring strPath{};
     unsigned views = N;
@@ -110,15 +110,6 @@ inline Item Shortcut(std::wstring strPath, std::wstring strTarget, std::wstring 
     return {.kind = Item::Kind::Shortcut,
             .strPath = std::move(strPath),
             .strName = strTarget + L"|" + strArguments + L"|" + strFolder};
-}
-// A running application: the stand-in copied to strPath and started before the action,
-// with a top-level window that closes when asked (szWindow "close") or one that refuses
-// ("ignore"). In .gone it must have ended by the time the action returns; arranged and
-// not gone, it must still run. It is ended after the case. A case with an application
-// runs in a pass of its own ("Desktop_<action>", the test cases_desktop) on a desktop of
-// its own (Wine needs a display driver for windows; see kDesktop in case_support.cpp).
-inline Item Running(std::wstring strPath, const wchar_t* szWindow) {
-    return {.kind = Item::Kind::Process, .strPath = std::move(strPath), .strName = szWindow};
 }
 // The task strName in the root folder of the Task Scheduler, proved through the
 // service; arranged as a task that runs cmd.exe on demand.
