@@ -1,9 +1,6 @@
 // Feeds arbitrary input to the text code and checks what must hold whatever the input.
 // The first byte picks the check from kChecks; the rest is that check's input.
-#include "runtime/record_text.h"
 #include "runtime/settings_file_text.h"
-#include "suite/profile_client_text.h"
-#include "suite/profiler_cleanup_text.h"
 #include "system/process_text.h"
 #include "system/registry_text.h"
 #include "system/removal_text.h"
@@ -12,7 +9,6 @@
 
 #include <array>
 #include <cstdlib>
-#include <stdexcept>
 
 namespace {
 
@@ -60,13 +56,9 @@ void CheckCommandLines(const uint8_t* pData, size_t cbData) {
     }
 }
 
-// The path and name parsers: service binary paths, parent folders, key paths, product
-// codes, versions.
+// The parent folder and key path parsers.
 void CheckPaths(const uint8_t* pData, size_t cbData) {
-    const auto fields = SplitFields(pData, cbData);
-    for (const std::wstring& strText : fields) {
-        const std::wstring strBinary = GetServiceBinaryFile(strText);
-        Check(std::wstring_view(strText).substr(strText.starts_with(L'"')).starts_with(strBinary));
+    for (const std::wstring& strText : SplitFields(pData, cbData)) {
         // The parent: up to the last separator (with it after a bare drive); nothing without one.
         const std::wstring strParent = GetParentFolder(strText);
         const size_t iLast = strText.find_last_of(L"\\/");
@@ -78,50 +70,6 @@ void CheckPaths(const uint8_t* pData, size_t cbData) {
         Check(fSingle ? parts.strKeyPart.empty() && parts.strLeafPart == strText
                       : parts.strKeyPart + L"\\" + parts.strLeafPart == strText);
         Check(IsSingleKeyName(strText) == (fSingle && !strText.empty()));
-        Check(!IsProductCode(strText) ||
-              (strText.size() == 38 && strText.front() == L'{' && strText.back() == L'}'));
-    }
-    const auto ab = CompareVersions(fields[0], fields[1]);
-    const auto ba = CompareVersions(fields[1], fields[0]);
-    Check(ab.has_value() == ba.has_value());
-    Check(!ab || ((*ab < 0) == (*ba > 0) && (*ab == 0) == (*ba == 0)));
-    Check(!ab || CompareVersions(fields[0], fields[0]) == 0);
-}
-
-// Pending-rename data (REG_MULTI_SZ, written by anyone): the clean-up keeps no empty
-// string and no client operation, keeps every other string in order, and what it
-// writes reads back as the list it kept.
-void CheckPendingRenames(const uint8_t* pData, size_t cbData) {
-    const std::vector<std::wstring> vecBefore = SplitMultiString(pData, cbData);
-    std::vector<std::wstring> vecKept;
-    for (const std::wstring& str : vecBefore) {
-        if (!str.empty() && str.find(L"\\Performance Profile Client") == std::wstring::npos) {
-            vecKept.push_back(str);
-        }
-    }
-    const auto cleaned = CleanPendingRenames(pData, cbData);
-    Check(cleaned.has_value() == (vecKept.size() != vecBefore.size()));
-    Check(!cleaned || SplitMultiString(cleaned->data(), cleaned->size()) == vecKept);
-    Check(!cleaned || *cleaned == JoinMultiString(vecKept));
-}
-
-// A CustomActionData key's value is the text after the key's first occurrence (from
-// L - 1 when it is missing) up to the first ";", or std::out_of_range when that start
-// lies past the end.
-void CheckRecords(const uint8_t* pData, size_t cbData) {
-    const std::wstring strRecord = SplitFields(pData, cbData)[0];
-    for (std::wstring_view strKey : {L"TaskName=", L"DirectoryOfBinary=", L"=", L";"}) {
-        const size_t iKey = strRecord.find(strKey);
-        const size_t iStart = iKey == std::wstring::npos ? strKey.size() - 1 : iKey + strKey.size();
-        try {
-            const std::wstring strValue = GetRecordValue(strRecord, strKey);
-            const size_t iEnd = iStart + strValue.size();
-            Check(iStart <= strRecord.size() && strValue.find(L';') == std::wstring::npos);
-            Check(strRecord.compare(iStart, strValue.size(), strValue) == 0);
-            Check(iEnd == strRecord.size() || strRecord[iEnd] == L';');
-        } catch (const std::out_of_range&) {
-            Check(iStart > strRecord.size());
-        }
     }
 }
 
@@ -156,8 +104,8 @@ void CheckSettingsFile(const uint8_t* pData, size_t cbData) {
 }
 
 // The seeds in corpus/text_fuzz/ start with their check's index here.
-constexpr void (*kChecks[])(const uint8_t*, size_t) = {
-    CheckCommandLines, CheckPaths, CheckPendingRenames, CheckRecords, CheckSettingsFile};
+constexpr void (*kChecks[])(const uint8_t*, size_t) = {CheckCommandLines, CheckPaths,
+                                                       CheckSettingsFile};
 
 } // namespace
 
