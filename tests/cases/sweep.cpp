@@ -6,8 +6,6 @@
 #include "tests/support/registry_support.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 using namespace cases;
 
@@ -32,9 +30,8 @@ void WINAPI ShortSleep(DWORD dwMilliseconds) {
 }
 
 // The suite's own values with the wrong types and sizes (left for the next case: the
-// sweep has its prefix to itself), and the case folder with a file where actions
-// expect a folder ("ORX.UVE") and folders where they expect files. Sleep(20000)
-// before a display mode change, say, is cut short meanwhile.
+// sweep has its prefix to itself). Sleep(20000) before a display mode change, say, is
+// cut short meanwhile.
 std::shared_ptr<void> Seed(ActionSession&) {
     const std::wstring strInstall = L"SOFTWARE\\ORX Technologies\\Install";
     const DWORD dwOne = 1;
@@ -48,12 +45,6 @@ std::shared_ptr<void> Seed(ActionSession&) {
         SetRaw(HKEY_LOCAL_MACHINE, view, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir", REG_SZ, odd,
                sizeof(odd));
     }
-    const std::filesystem::path folder(Expand(L"%CASE%"));
-    for (const wchar_t* szName :
-         {L"QVXIOVVer.dll", L"QVXSMBusVer.dll", L"InstallManager.cfg", L"VLMLog.dll"}) {
-        std::filesystem::create_directories(folder / szName);
-    }
-    std::ofstream(folder / L"ORX.UVE") << "x";
     return std::make_shared<ImportPatch>(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
                                          reinterpret_cast<void*>(&ShortSleep));
 }
@@ -79,8 +70,6 @@ std::vector<Case> SweepCases() {
         {"records with duplicated, missing and empty keys",
          L"ServiceName=;ServiceName=x;TaskName=;Username=;CommandToLaunch=;DirectoryOfBinary=;=;;"
          L"TaskName"},
-        // The case folder, where the seeded file and folders wait.
-        {"folders that are files and files that are folders", Expand(L"%CASE%\\")},
     };
     std::vector<Case> cases;
     for (const std::string& strExport : ExportNames()) {

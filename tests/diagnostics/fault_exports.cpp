@@ -17,15 +17,6 @@ __attribute__((noinline)) int Recurse(int iDepth) {
 
 } // namespace
 
-// The export table's stub (cmake/ActionGuards.cmake): a call enters as the installer's.
-extern "C" UINT __stdcall VarenGuard_VarenTestFaultAlone(MSIHANDLE hInstall);
-
-// Faults with no session, as an action called with a handle of 0 would.
-extern "C" UINT __stdcall VarenTestFaultAlone(MSIHANDLE) {
-    *static_cast<volatile int*>(nullptr) = 1;
-    return 0;
-}
-
 extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
     PropertyBuffer szMode = {};
     ReadProperty(hInstall, L"VARENTESTFAULT", szMode);
@@ -37,8 +28,6 @@ extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
         return static_cast<UINT>(GetRecordValue(L"x", L"ServiceName=").size());
     } else if (strMode == L"overflow") {
         return static_cast<UINT>(Recurse(0));
-    } else if (strMode == L"alone") {
-        return VarenGuard_VarenTestFaultAlone(0);
     }
     return 0;
 }
