@@ -10,19 +10,12 @@ const std::wstring kAnalytics = L"SOFTWARE\\QVX\\QVXAnalytics";
 const std::wstring kQuep = L"SOFTWARE\\QUEP";
 const std::wstring kPpc = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
 const std::wstring kLauncherFolder = L"%CASE%\\PPC";
-// The launcher answers a stop before it ends (one that ends as it answers can lose the
-// answer under Wine on a busy machine).
-const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
-// The launcher's command line, and the line that places it in its folder.
-const std::wstring kLauncherCommand =
-    L"\"" + kLauncherFolder + L"\\QUEPLauncher.exe\" " + kSlowStop;
-const std::wstring kParentLine = L"Parent path of " + kLauncherCommand + L" is " + kLauncherFolder;
 
 Item Accepted(unsigned views, const wchar_t* szValue) {
     return Str(views, kAnalytics, L"AnalyticsAccepted", szValue);
 }
-Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
-    return Service(L"QUEPLauncher", kLauncherFolder + L"\\QUEPLauncher.exe", strBehaviour, dwState);
+Item Launcher(DWORD dwState) {
+    return Service(L"QUEPLauncher", kLauncherFolder + L"\\QUEPLauncher.exe", L"", dwState);
 }
 Item HkcuDword(const std::wstring& strPath, const wchar_t* szName, DWORD dwValue) {
     return Dword(N, strPath, szName, dwValue, HKEY_CURRENT_USER);
@@ -109,8 +102,8 @@ const int kCases = Register({
      .before = {Pending(L"Performance Profile Client\\a\0\\??\\C:\\b\0"sv)}},
     {.szName = "stops the launcher",
      .szAction = "PreInstallPPC",
-     .before = {Launcher(SERVICE_RUNNING, kSlowStop)},
-     .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
+     .before = {Launcher(SERVICE_RUNNING)},
+     .after = {Launcher(SERVICE_STOPPED)}},
     {.szName = "records the version and starts the launcher",
      .szAction = "PostInstallPPC",
      .data = L"2.1.0.5",
@@ -121,18 +114,13 @@ const int kCases = Register({
     {.szName = "deletes the launcher in the client's folder, forgets the version",
      .szAction = "UnInstallPPC",
      .data = kLauncherFolder,
-     .before = {Launcher(SERVICE_RUNNING, kSlowStop), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
+     .before = {Launcher(SERVICE_RUNNING), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
                 Key(NW, kPpc + L"Sibling")},
-     .lines = {L"CustomActionData: " + kLauncherFolder, kParentLine,
+     .lines = {L"CustomActionData: " + kLauncherFolder,
+               L"Parent path of \"" + kLauncherFolder + L"\\QUEPLauncher.exe\" is " +
+                   kLauncherFolder,
                L"Successfully deleted QUEPLauncher"},
-     .gone = {Launcher(SERVICE_RUNNING, kSlowStop), Key(NW, kPpc)}},
-    {.szName = "a launcher elsewhere is stopped, not deleted",
-     .szAction = "UnInstallPPC",
-     .data = L"%CASE%\\Other",
-     .before = {Launcher(SERVICE_RUNNING, kSlowStop), Folder(L"%CASE%\\Other")},
-     .lines = {L"CustomActionData: %CASE%\\Other", kParentLine,
-               kLauncherCommand + L" is not in directory %CASE%\\Other"},
-     .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
+     .gone = {Launcher(SERVICE_RUNNING), Key(NW, kPpc)}},
 });
 
 } // namespace
