@@ -98,31 +98,15 @@ std::shared_ptr<void> NoteRegistrations(ActionSession&) {
     });
 }
 
-HRESULT WINAPI RefuseCom(LPVOID, DWORD) {
-    CountFault();
-    return E_OUTOFMEMORY;
-}
-
 const std::wstring kCommand = L"\"C:\\Tools\\run.exe\" /x & y";
 const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand + L";Username=Bob";
 
 const int kCases = Register({
     // A Location that ends in "\" is not doubled before the file name, but before pncmd.
-    {.szName = "the native Run value goes; Wine's writer stops the copy after the declaration",
-     .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"),
-                Utf16File(kApp + L"\\StartPN.xml",
-                          L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<Task>\r\n</Task>\r\n"),
-                Str(NW, kRun, L"StartPN", L"old"), Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
-     .lines = {L"Error writing WriteNodeShallow, error is c00cef0b"},
-     .gone = {Str(N, kRun, L"StartPN", L"")},
-     .after = {Utf16File(L"%TEMP%StartPN.xml", L"<?xml version=\"1.0\" encoding=\"utf-16\"?>")},
-     .commands =
-         Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay"),
-     .szWine = "Wine's writer fails on a line break after the declaration or an end tag"},
     {.szName = "no definition: no copy, the task registered, the native Run value gone",
      .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"), Folder(kApp), Str(NW, kRun, L"StartPN", L"old"), kSchtasks},
+     .before = {Location(kApp + L"\\"), cases::Folder(kApp), Str(NW, kRun, L"StartPN", L"old"),
+                Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
      .lines = {L"Error creating file reader, error is 80070002"},
      .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
      .commands =
@@ -195,14 +179,6 @@ const int kCases = Register({
      .after = {Task(L"VarenOnDemand")},
      .szWine = "Wine's service takes the raw \"&\" in the command; Windows rejects it",
      .arrange = NoteRegistrations},
-    {.szName = "COM refused: 1, nothing registered",
-     .szAction = "CreateTriggerlessElevatedScheduleTask",
-     .data = kData,
-     .uReturn = 1,
-     .lines = {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
-               L"Command to launch " + kCommand, L"Username Bob",
-               L"Failed to call CoInitializeEx 0x8007000e"},
-     .arrange = Faulty("ole32.dll", "CoInitializeEx", &RefuseCom)},
     {.szName = "the service rejects a name with <",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .data = L"TaskName=Varen<1;CommandToLaunch=cmd.exe;Username=Bob",
