@@ -50,8 +50,6 @@ const int kServices = Register({
     Delete("a service elsewhere is left alone",
            L"ServiceName=" + kTarget + L";DirectoryOfBinary=%CASE%\\Elsewhere",
            {kParent, L"\"" + kProgram + L"\" /run is not in directory %CASE%\\Elsewhere"}),
-    Delete("an empty name opens nothing", L"ServiceName=;DirectoryOfBinary=" + kFolder,
-           {L"Empty service name provided"}),
     {.szName = "runs the program with start and waits",
      .szAction = "StartA4Service",
      .before = {Str(N, L"SOFTWARE\\ORX\\A4", L"InstallDir", L"%CASE%\\A4\\"), Program(kA4Program)},
@@ -62,15 +60,6 @@ const int kServices = Register({
      .before = {Str(W, L"SOFTWARE\\ORX\\A4", L"InstallDir", L"%CASE%\\A4"), Program(kA4Program)},
      .lines = {L"VAREN_CA StopA4Service: running \"" + kA4Program + L"\" /stop \n"},
      .commands = {L"\"" + kA4Program + L"\" /stop"}},
-    // The stop routine's debugger lines are its contract, but no export of the suite's
-    // library calls the reporting variant: the test build exports it.
-    {.szName = "stops a running service",
-     .szAction = "VarenTestStopService",
-     .szDll = L"Varen_CA_test.dll",
-     .data = kTarget,
-     .before = {kRunning, kNeighbour},
-     .after = {Service(kTarget, kProgram, L"/run", SERVICE_STOPPED)},
-     .debug = {L"Service stopped successfully.\n"}},
 });
 
 } // namespace

@@ -23,11 +23,11 @@ DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
         DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(),
                         &g_hDispatcher, SYNCHRONIZE | THREAD_TERMINATE, FALSE, 0);
     }
-    if (dwControl != SERVICE_CONTROL_STOP) {
-        return dwControl == SERVICE_CONTROL_INTERROGATE ? NO_ERROR : ERROR_CALL_NOT_IMPLEMENTED;
+    // Only a stop or an interrogation reach it: it accepts no other control.
+    if (dwControl == SERVICE_CONTROL_STOP) {
+        Report(SERVICE_STOPPED);
+        SetEvent(g_hStopped);
     }
-    Report(SERVICE_STOPPED);
-    SetEvent(g_hStopped);
     return NO_ERROR;
 }
 
