@@ -21,18 +21,17 @@ Item HkcuDword(const std::wstring& strPath, const wchar_t* szName, DWORD dwValue
     return Dword(N, strPath, szName, dwValue, HKEY_CURRENT_USER);
 }
 
-Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before,
-           const wchar_t* szOwner) {
+// CheckForClients with an active client and the suite's record of its own.
+Case Owner(const char* szName, PropertyRows properties, const wchar_t* szOwner) {
     return {
         .szName = szName,
         .szAction = "CheckForClients",
         .properties = std::move(properties),
-        .before = std::move(before),
+        .before = {Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER),
+                   HkcuDword(kQuep, L"QUEPStatus", 1), Str(N, kPpc, L"ProductVersion", L"1.0")},
         .lines = {L"Varen_CA CheckForClients(), _QUEPStatus = " + std::wstring(szOwner) + L" \n"},
         .set = {{L"_QUEPStatus", szOwner}}};
 }
-const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER);
-const Item kSuiteVersion = Str(N, kPpc, L"ProductVersion", L"1.0");
 
 // The pending-rename list with these UTF-16 characters (NULs included), then strTail's bytes.
 Item Pending(std::wstring_view strList, std::string_view strTail = "") {
@@ -64,14 +63,11 @@ const int kCases = Register({
      .szAction = "EnableAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"YES"}},
      .before = {Accepted(N, L"false")}},
-    Owner("the suite's own client on install", {},
-          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Suite"),
-    Owner("an active client still needs it on removal", {{L"REMOVE", L"ALL"}},
-          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Client"),
-    // A property read has room for 259 characters. A longer value is still a value here: the
-    // client owns the installation; CleanRegistry fails with its own code on such a package ID.
-    Owner("a client flag of 260 characters is set",
-          {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}}, {kSuiteVersion}, L"Client"),
+    Owner("the suite's own client on install", {}, L"Suite"),
+    // A property read has room for 259 characters. A longer value is still a value here
+    // (a long feature list); CleanRegistry fails with its own code on such a package ID.
+    Owner("an active client still needs it on removal", {{L"REMOVE", std::wstring(260, L'F')}},
+          L"Client"),
     {.szName = "a package ID of 260 characters cannot be read",
      .szAction = "CleanRegistry",
      .data = std::wstring(260, L'x'),
@@ -97,9 +93,6 @@ const int kCases = Register({
                        L"C:\\performance profile client\\c\0\0"sv),
                Launcher(SERVICE_RUNNING)},
      .debug = {L"Service started successfully.\n"}},
-    {.szName = "a list without empty strings or the client's operations is not rewritten",
-     .szAction = "AfterInstallPPC",
-     .before = {Pending(L"Performance Profile Client\\a\0\\??\\C:\\b\0"sv)}},
     {.szName = "stops the launcher",
      .szAction = "PreInstallPPC",
      .before = {Launcher(SERVICE_RUNNING)},
