@@ -11,6 +11,7 @@ namespace {
 
 const std::wstring kRun = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
 const std::wstring kApp = L"%CASE%\\PNext";
+const std::wstring kPNext = L"SOFTWARE\\ORX Technologies\\Install\\PNext";
 const Item kSchtasks = Program(L"%SYSTEM%\\schtasks.exe");
 
 // A UTF-16 file with its byte-order mark, as task definitions are written.
@@ -18,10 +19,6 @@ Item Utf16File(std::wstring strPath, const std::wstring& strText) {
     const auto* pBytes = reinterpret_cast<const char*>(strText.data());
     return File(std::move(strPath),
                 "\xFF\xFE" + std::string(pBytes, strText.size() * sizeof(wchar_t)));
-}
-
-Item Location(const std::wstring& strFolder, unsigned views = N) {
-    return Str(views, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", strFolder);
 }
 
 // The create and change command lines of a task.
@@ -105,22 +102,22 @@ const int kCases = Register({
     // A Location that ends in "\" is not doubled before the file name, but before pncmd.
     {.szName = "no definition: no copy, the task registered, the native Run value gone",
      .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"), cases::Folder(kApp), Str(NW, kRun, L"StartPN", L"old"),
-                Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
+     .before = {Str(N, kPNext, L"Location", kApp + L"\\"), cases::Folder(kApp),
+                Str(NW, kRun, L"StartPN", L"old"), Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
      .lines = {L"Error creating file reader, error is 80070002"},
      .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
      .commands =
          Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay")},
     {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
      .szAction = "CreateLogonSchTask",
-     .before = {Str(N, kRun, L"StartPN", L"old"), Location(kApp, W), kSchtasks},
+     .before = {Str(N, kRun, L"StartPN", L"old"), Str(W, kPNext, L"Location", kApp), kSchtasks},
      .uReturn = 1603,
      .gone = {Str(N, kRun, L"StartPN", L"")}},
     // The copy: the writer's indentation, end tags in full, an empty WorkingDirectory
     // copied as it is, a comment inside one kept and the text after it replaced.
     {.szName = "an empty argument leaves the blank; the folder is escaped in the copy only",
      .szAction = "CreateDVRLogonSchTask",
-     .before = {Location(L"%CASE%\\P&N"),
+     .before = {Str(N, kPNext, L"Location", L"%CASE%\\P&N"),
                 Utf16File(L"%CASE%\\P&N\\StartDVR.xml",
                           L"<Task><Exec><WorkingDirectory/><Command>VSServCmd.exe</Command>"
                           L"<WorkingDirectory><!--was-->C:\\Old</WorkingDirectory></Exec></Task>"),
@@ -135,7 +132,7 @@ const int kCases = Register({
          Commands(L"StartDVR", L"%CASE%\\P&N\\StartDVR.xml", L"%CASE%\\P&N\\VSServCmd.exe", L"")},
     {.szName = "registers the copy that starts tomorrow",
      .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp),
+     .before = {Str(N, kPNext, L"Location", kApp),
                 Utf16File(kApp + L"\\StartPNBM.xml",
                           L"<Task><Triggers><StartBoundary>2020-01-01T00:00:00</StartBoundary>"
                           L"</Triggers></Task>"),

@@ -11,8 +11,7 @@
 
 class TaskRoot {
   public:
-    // Connects to the service, in a single-threaded apartment when the thread has
-    // none yet.
+    // Connects to the service (in a single-threaded apartment if the thread has none).
     TaskRoot();
 
     bool Exists(const std::wstring& strName) const;
