@@ -23,7 +23,7 @@ target_link_options(standin PRIVATE -static -municode)
 add_executable(varen_service ${CMAKE_SOURCE_DIR}/tests/support/test_service.cpp)
 target_compile_options(varen_service PRIVATE ${VAREN_WARNINGS})
 target_link_options(varen_service PRIVATE -static -municode)
-target_link_libraries(varen_service PRIVATE advapi32 shell32)
+target_link_libraries(varen_service PRIVATE advapi32)
 
 file(GLOB VAREN_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/support/*_support.cpp)
 add_library(varen_test_support STATIC ${VAREN_SUPPORT_SOURCES}

@@ -10,36 +10,28 @@ const std::wstring kAnalytics = L"SOFTWARE\\QVX\\QVXAnalytics";
 const std::wstring kQuep = L"SOFTWARE\\QUEP";
 const std::wstring kPpc = L"SOFTWARE\\ORX Technologies\\Install\\PPC";
 const std::wstring kLauncherFolder = L"%CASE%\\PPC";
-// The launcher answers a stop before it ends (one that ends as it answers can lose the
-// answer under Wine on a busy machine).
-const std::wstring kSlowStop = L"slowstop pending=300 hint=100";
-// The launcher's command line, and the line that places it in its folder.
-const std::wstring kLauncherCommand =
-    L"\"" + kLauncherFolder + L"\\QUEPLauncher.exe\" " + kSlowStop;
-const std::wstring kParentLine = L"Parent path of " + kLauncherCommand + L" is " + kLauncherFolder;
 
 Item Accepted(unsigned views, const wchar_t* szValue) {
     return Str(views, kAnalytics, L"AnalyticsAccepted", szValue);
 }
-Item Launcher(DWORD dwState, const std::wstring& strBehaviour = L"") {
-    return Service(L"QUEPLauncher", kLauncherFolder + L"\\QUEPLauncher.exe", strBehaviour, dwState);
+Item Launcher(DWORD dwState) {
+    return Service(L"QUEPLauncher", kLauncherFolder + L"\\QUEPLauncher.exe", L"", dwState);
 }
 Item HkcuDword(const std::wstring& strPath, const wchar_t* szName, DWORD dwValue) {
     return Dword(N, strPath, szName, dwValue, HKEY_CURRENT_USER);
 }
 
-Case Owner(const char* szName, PropertyRows properties, std::vector<Item> before,
-           const wchar_t* szOwner) {
+// CheckForClients with an active client and the suite's record of its own.
+Case Owner(const char* szName, PropertyRows properties, const wchar_t* szOwner) {
     return {
         .szName = szName,
         .szAction = "CheckForClients",
         .properties = std::move(properties),
-        .before = std::move(before),
+        .before = {Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER),
+                   HkcuDword(kQuep, L"QUEPStatus", 1), Str(N, kPpc, L"ProductVersion", L"1.0")},
         .lines = {L"Varen_CA CheckForClients(), _QUEPStatus = " + std::wstring(szOwner) + L" \n"},
         .set = {{L"_QUEPStatus", szOwner}}};
 }
-const Item kClient = Str(N, kQuep, L"QUEPClient", L"QUEP Client", HKEY_CURRENT_USER);
-const Item kSuiteVersion = Str(N, kPpc, L"ProductVersion", L"1.0");
 
 // The pending-rename list with these UTF-16 characters (NULs included), then strTail's bytes.
 Item Pending(std::wstring_view strList, std::string_view strTail = "") {
@@ -71,14 +63,11 @@ const int kCases = Register({
      .szAction = "EnableAnalyticsKey",
      .properties = {{L"DISABLEANALYTICS", L"YES"}},
      .before = {Accepted(N, L"false")}},
-    Owner("the suite's own client on install", {},
-          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Suite"),
-    Owner("an active client still needs it on removal", {{L"REMOVE", L"ALL"}},
-          {kClient, HkcuDword(kQuep, L"QUEPStatus", 1), kSuiteVersion}, L"Client"),
-    // A property read has room for 259 characters. A longer value is still a value here: the
-    // client owns the installation; CleanRegistry fails with its own code on such a package ID.
-    Owner("a client flag of 260 characters is set",
-          {{L"LAUNCHED_FROM_CLIENT", std::wstring(260, L'1')}}, {kSuiteVersion}, L"Client"),
+    Owner("the suite's own client on install", {}, L"Suite"),
+    // A property read has room for 259 characters. A longer value is still a value here
+    // (a long feature list); CleanRegistry fails with its own code on such a package ID.
+    Owner("an active client still needs it on removal", {{L"REMOVE", std::wstring(260, L'F')}},
+          L"Client"),
     {.szName = "a package ID of 260 characters cannot be read",
      .szAction = "CleanRegistry",
      .data = std::wstring(260, L'x'),
@@ -109,8 +98,8 @@ const int kCases = Register({
      .before = {Pending(L"Performance Profile Client\\a\0\\??\\C:\\b\0"sv)}},
     {.szName = "stops the launcher",
      .szAction = "PreInstallPPC",
-     .before = {Launcher(SERVICE_RUNNING, kSlowStop)},
-     .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
+     .before = {Launcher(SERVICE_RUNNING)},
+     .after = {Launcher(SERVICE_STOPPED)}},
     {.szName = "records the version and starts the launcher",
      .szAction = "PostInstallPPC",
      .data = L"2.1.0.5",
@@ -121,18 +110,13 @@ const int kCases = Register({
     {.szName = "deletes the launcher in the client's folder, forgets the version",
      .szAction = "UnInstallPPC",
      .data = kLauncherFolder,
-     .before = {Launcher(SERVICE_RUNNING, kSlowStop), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
+     .before = {Launcher(SERVICE_RUNNING), Str(NW, kPpc, L"ProductVersion", L"2.1.0.5"),
                 Key(NW, kPpc + L"Sibling")},
-     .lines = {L"CustomActionData: " + kLauncherFolder, kParentLine,
+     .lines = {L"CustomActionData: " + kLauncherFolder,
+               L"Parent path of \"" + kLauncherFolder + L"\\QUEPLauncher.exe\" is " +
+                   kLauncherFolder,
                L"Successfully deleted QUEPLauncher"},
-     .gone = {Launcher(SERVICE_RUNNING, kSlowStop), Key(NW, kPpc)}},
-    {.szName = "a launcher elsewhere is stopped, not deleted",
-     .szAction = "UnInstallPPC",
-     .data = L"%CASE%\\Other",
-     .before = {Launcher(SERVICE_RUNNING, kSlowStop), Folder(L"%CASE%\\Other")},
-     .lines = {L"CustomActionData: %CASE%\\Other", kParentLine,
-               kLauncherCommand + L" is not in directory %CASE%\\Other"},
-     .after = {Launcher(SERVICE_STOPPED, kSlowStop)}},
+     .gone = {Launcher(SERVICE_RUNNING), Key(NW, kPpc)}},
 });
 
 } // namespace

@@ -37,35 +37,22 @@ std::wstring Line(std::string_view strAction, const std::wstring& strText) {
            L" \n";
 }
 
-// SetCARebootFlag with the profiler's program given a file version (major.minor,
-// build.revision): it logs the version, and the REBOOT value it must leave.
-Case RebootCase(const char* szName, DWORD dwMS, DWORD dwLS, const wchar_t* szVersion,
-                const wchar_t* szReboot) {
-    Case c{.szName = szName,
-           .szAction = "SetCARebootFlag",
-           .before = Profiler(N, kCode, {Program(kProgram)}),
-           .lines = {Line("SetCARebootFlag", kProgram + L" version " + szVersion)},
-           .set = {{L"REBOOT", szReboot}},
-           .arrange = [dwMS, dwLS](ActionSession&) -> std::shared_ptr<void> {
-               struct {
-                   WORD wLength = sizeof(*this), wValueLength = sizeof(VS_FIXEDFILEINFO), wType = 0;
-                   wchar_t szKey[16] = L"VS_VERSION_INFO";
-                   WORD wPadding = 0;
-                   VS_FIXEDFILEINFO info;
-               } version;
-               version.info = {
-                   VS_FFI_SIGNATURE, VS_FFI_STRUCVERSION, dwMS, dwLS, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-               HANDLE hUpdate = BeginUpdateResourceW(Expand(kProgram).c_str(), FALSE);
-               EXPECT_TRUE(hUpdate &&
-                           UpdateResourceW(hUpdate, RT_VERSION, MAKEINTRESOURCEW(1), 0, &version,
-                                           sizeof(version)) &&
-                           EndUpdateResourceW(hUpdate, FALSE));
-               return nullptr;
-           }};
-    if (*szReboot != L'\0') {
-        c.lines.push_back(Line("SetCARebootFlag", L"REBOOT=Force"));
-    }
-    return c;
+// Gives the profiler's program the file version 2.99.65535.0.
+std::shared_ptr<void> StampOldVersion(ActionSession&) {
+    struct {
+        WORD wLength = sizeof(*this), wValueLength = sizeof(VS_FIXEDFILEINFO), wType = 0;
+        wchar_t szKey[16] = L"VS_VERSION_INFO";
+        WORD wPadding = 0;
+        VS_FIXEDFILEINFO info;
+    } version;
+    version.info = {
+        VS_FFI_SIGNATURE, VS_FFI_STRUCVERSION, 0x20063, 0xFFFF0000, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    HANDLE hUpdate = BeginUpdateResourceW(Expand(kProgram).c_str(), FALSE);
+    EXPECT_TRUE(
+        hUpdate &&
+        UpdateResourceW(hUpdate, RT_VERSION, MAKEINTRESOURCEW(1), 0, &version, sizeof(version)) &&
+        EndUpdateResourceW(hUpdate, FALSE));
+    return nullptr;
 }
 
 // The action logs strCommand and runs it.
@@ -118,9 +105,13 @@ const int kCases = Register({
     RunCase("32-bit entry first", "RemoveCAFromWise",
             L"\"" + kUninstaller + L"\" /X" + kWiseCode + L" /qn /norestart",
             Profiler(N, kCode, Profiler(W, kWiseCode))),
-    RebootCase("before 3.0.0.0 forces a restart", MAKELONG(99, 2), MAKELONG(0, 65535),
-               L"2.99.65535.0", L"Force"),
-    RebootCase("10.0 is later than 3.0, not earlier as text", MAKELONG(0, 10), 0, L"10.0.0.0", L""),
+    {.szName = "before 3.0.0.0 forces a restart",
+     .szAction = "SetCARebootFlag",
+     .before = Profiler(N, kCode, {Program(kProgram)}),
+     .lines = {Line("SetCARebootFlag", kProgram + L" version 2.99.65535.0"),
+               Line("SetCARebootFlag", L"REBOOT=Force")},
+     .set = {{L"REBOOT", L"Force"}},
+     .arrange = StampOldVersion},
 });
 
 } // namespace

@@ -37,16 +37,6 @@ const int kSettingsFile = Register({
                File(L"%CASE%\\IM\\VLMLog.txt", "before\nopen Varen_CA\n" +
                                                    std::string(kCreated.begin(), kCreated.end()) +
                                                    "\nclose\n")}},
-    // Comments, other keys, line ends and bytes that are no ASCII stay as they are.
-    {.szName = "changes the value in place and keeps every other byte; another library version",
-     .szAction = "UpdateCfg",
-     .data = L"%CASE%\\IM\\",
-     .before =
-         Library(L"%CASE%\\IM", kStandIn,
-                 {File(L"%CASE%\\IM\\VLMLog.version", "2"),
-                  File(kCfg, "; manager\r\nLanguage=\xE9n\n\r\n installdir = C:\\Old \r\n# end")}),
-     .lines = {L"CustomActionData: %CASE%\\IM\\", kUpdated},
-     .after = {File(kCfg, "; manager\r\nLanguage=\xE9n\n\r\n installdir = %CASE%\\IM\\\r\n# end")}},
     // The new file is written beside the old one and moved over it, never written in place.
     {.szName = "a failed replace leaves the old file and no sibling; a library without entries",
      .szAction = "UpdateCfg",
@@ -73,13 +63,15 @@ const int kSettingsFile = Register({
                   File(kCfg, "InstallDir=x\n")}),
      .lines = {kUpdated},
      .after = {File(kCfg, "InstallDir=x\nVarenInstallDir=C:\\Suite\\\n")}},
-    // The 32-bit view names another install manager.
+    // The 32-bit view names another install manager; the library is of another version.
     {.szName = "turns the repair offer off in place; unknown lines are kept and counted",
      .szAction = "DisableRepairForVLM",
-     .before = {Str(N, kManager, L"InstallDir", L"%CASE%\\IM"),
-                Str(W, kManager, L"InstallDir", L"%CASE%\\IM32"),
-                File(kCfg, "[x\r\nEnableRepair = 1\r\n"),
-                File(L"%CASE%\\IM32\\InstallManager.cfg", "EnableRepair=1\r\n")},
+     .before = Library(L"%CASE%\\IM", kStandIn,
+                       {File(L"%CASE%\\IM\\VLMLog.version", "2"),
+                        Str(N, kManager, L"InstallDir", L"%CASE%\\IM"),
+                        Str(W, kManager, L"InstallDir", L"%CASE%\\IM32"),
+                        File(kCfg, "[x\r\nEnableRepair = 1\r\n"),
+                        File(L"%CASE%\\IM32\\InstallManager.cfg", "EnableRepair=1\r\n")}),
      .lines = {L"VAREN_CA InstallManager.cfg has 1 lines it does not understand, kept as they "
                L"are: " +
                    kCfg + L" \n",

@@ -11,6 +11,7 @@ namespace {
 
 const std::wstring kRun = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
 const std::wstring kApp = L"%CASE%\\PNext";
+const std::wstring kPNext = L"SOFTWARE\\ORX Technologies\\Install\\PNext";
 const Item kSchtasks = Program(L"%SYSTEM%\\schtasks.exe");
 
 // A UTF-16 file with its byte-order mark, as task definitions are written.
@@ -18,10 +19,6 @@ Item Utf16File(std::wstring strPath, const std::wstring& strText) {
     const auto* pBytes = reinterpret_cast<const char*>(strText.data());
     return File(std::move(strPath),
                 "\xFF\xFE" + std::string(pBytes, strText.size() * sizeof(wchar_t)));
-}
-
-Item Location(const std::wstring& strFolder, unsigned views = N) {
-    return Str(views, L"SOFTWARE\\ORX Technologies\\Install\\PNext", L"Location", strFolder);
 }
 
 // The create and change command lines of a task.
@@ -98,45 +95,29 @@ std::shared_ptr<void> NoteRegistrations(ActionSession&) {
     });
 }
 
-HRESULT WINAPI RefuseCom(LPVOID, DWORD) {
-    CountFault();
-    return E_OUTOFMEMORY;
-}
-
 const std::wstring kCommand = L"\"C:\\Tools\\run.exe\" /x & y";
 const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand + L";Username=Bob";
 
 const int kCases = Register({
     // A Location that ends in "\" is not doubled before the file name, but before pncmd.
-    {.szName = "the native Run value goes; Wine's writer stops the copy after the declaration",
-     .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"),
-                Utf16File(kApp + L"\\StartPN.xml",
-                          L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<Task>\r\n</Task>\r\n"),
-                Str(NW, kRun, L"StartPN", L"old"), Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
-     .lines = {L"Error writing WriteNodeShallow, error is c00cef0b"},
-     .gone = {Str(N, kRun, L"StartPN", L"")},
-     .after = {Utf16File(L"%TEMP%StartPN.xml", L"<?xml version=\"1.0\" encoding=\"utf-16\"?>")},
-     .commands =
-         Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay"),
-     .szWine = "Wine's writer fails on a line break after the declaration or an end tag"},
     {.szName = "no definition: no copy, the task registered, the native Run value gone",
      .szAction = "CreateLogonSchTask",
-     .before = {Location(kApp + L"\\"), Folder(kApp), Str(NW, kRun, L"StartPN", L"old"), kSchtasks},
+     .before = {Str(N, kPNext, L"Location", kApp + L"\\"), cases::Folder(kApp),
+                Str(NW, kRun, L"StartPN", L"old"), Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
      .lines = {L"Error creating file reader, error is 80070002"},
      .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
      .commands =
          Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay")},
     {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
      .szAction = "CreateLogonSchTask",
-     .before = {Str(N, kRun, L"StartPN", L"old"), Location(kApp, W), kSchtasks},
+     .before = {Str(N, kRun, L"StartPN", L"old"), Str(W, kPNext, L"Location", kApp), kSchtasks},
      .uReturn = 1603,
      .gone = {Str(N, kRun, L"StartPN", L"")}},
     // The copy: the writer's indentation, end tags in full, an empty WorkingDirectory
     // copied as it is, a comment inside one kept and the text after it replaced.
     {.szName = "an empty argument leaves the blank; the folder is escaped in the copy only",
      .szAction = "CreateDVRLogonSchTask",
-     .before = {Location(L"%CASE%\\P&N"),
+     .before = {Str(N, kPNext, L"Location", L"%CASE%\\P&N"),
                 Utf16File(L"%CASE%\\P&N\\StartDVR.xml",
                           L"<Task><Exec><WorkingDirectory/><Command>VSServCmd.exe</Command>"
                           L"<WorkingDirectory><!--was-->C:\\Old</WorkingDirectory></Exec></Task>"),
@@ -151,7 +132,7 @@ const int kCases = Register({
          Commands(L"StartDVR", L"%CASE%\\P&N\\StartDVR.xml", L"%CASE%\\P&N\\VSServCmd.exe", L"")},
     {.szName = "registers the copy that starts tomorrow",
      .szAction = "CreateBenchMarkRunOnceSchTask",
-     .before = {Location(kApp),
+     .before = {Str(N, kPNext, L"Location", kApp),
                 Utf16File(kApp + L"\\StartPNBM.xml",
                           L"<Task><Triggers><StartBoundary>2020-01-01T00:00:00</StartBoundary>"
                           L"</Triggers></Task>"),
@@ -195,22 +176,6 @@ const int kCases = Register({
      .after = {Task(L"VarenOnDemand")},
      .szWine = "Wine's service takes the raw \"&\" in the command; Windows rejects it",
      .arrange = NoteRegistrations},
-    {.szName = "COM refused: 1, nothing registered",
-     .szAction = "CreateTriggerlessElevatedScheduleTask",
-     .data = kData,
-     .uReturn = 1,
-     .lines = {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
-               L"Command to launch " + kCommand, L"Username Bob",
-               L"Failed to call CoInitializeEx 0x8007000e"},
-     .arrange = Faulty("ole32.dll", "CoInitializeEx", &RefuseCom)},
-    {.szName = "the service rejects a name with <",
-     .szAction = "CreateTriggerlessElevatedScheduleTask",
-     .data = L"TaskName=Varen<1;CommandToLaunch=cmd.exe;Username=Bob",
-     .uReturn = 1,
-     .lines = {L"CustomActionData: TaskName=Varen<1;CommandToLaunch=cmd.exe;Username=Bob",
-               L"Task Name Varen<1", L"Command to launch cmd.exe", L"Username Bob",
-               L"Error saving the Task : 0x8004131a"},
-     .szWine = "the code of Wine's Task Scheduler for malformed XML"},
     {.szName = "a record too short for a missing key: 1, nothing registered",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .uReturn = 1,

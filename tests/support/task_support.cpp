@@ -1,34 +1,21 @@
 #include "tests/support/task_support.h"
 
-#include "runtime/handles.h"
-
 #include <gtest/gtest.h>
 
 TaskRoot::TaskRoot() {
     VARIANT empty = {};
     if (FAILED(CoCreateInstance(CLSID_TaskScheduler, nullptr, CLSCTX_INPROC_SERVER,
-                                IID_ITaskService, reinterpret_cast<void**>(&m_pService))) ||
-        FAILED(m_pService->Connect(empty, empty, empty, empty)) ||
-        FAILED(m_pService->GetFolder(UniqueBstr(SysAllocString(L"\\")).get(), &m_pFolder))) {
+                                IID_ITaskService, reinterpret_cast<void**>(m_pService.put()))) ||
+        FAILED(m_pService.get()->Connect(empty, empty, empty, empty)) ||
+        FAILED(m_pService.get()->GetFolder(UniqueBstr(SysAllocString(L"\\")).get(),
+                                           m_pFolder.put()))) {
         ADD_FAILURE() << "the Task Scheduler cannot be reached";
-    }
-}
-
-TaskRoot::~TaskRoot() {
-    for (IUnknown* pObject :
-         {static_cast<IUnknown*>(m_pFolder), static_cast<IUnknown*>(m_pService)}) {
-        if (pObject) {
-            pObject->Release();
-        }
-    }
-    if (SUCCEEDED(m_hrCom)) {
-        CoUninitialize();
     }
 }
 
 bool TaskRoot::Exists(const std::wstring& strName) const {
     UniqueComPtr<IRegisteredTask> pTask;
-    return m_pFolder && SUCCEEDED(m_pFolder->GetTask(
+    return m_pFolder && SUCCEEDED(m_pFolder.get()->GetTask(
                             UniqueBstr(SysAllocString(strName.c_str())).get(), pTask.put()));
 }
 
@@ -39,8 +26,9 @@ void TaskRoot::Register(const std::wstring& strName) const {
         L"<Command>cmd.exe</Command></Exec></Actions></Task>"));
     VARIANT empty = {};
     UniqueComPtr<IRegisteredTask> pTask;
-    ASSERT_NE(nullptr, m_pFolder);
-    EXPECT_EQ(S_OK, m_pFolder->RegisterTask(UniqueBstr(SysAllocString(strName.c_str())).get(),
+    ASSERT_TRUE(m_pFolder);
+    EXPECT_EQ(S_OK,
+              m_pFolder.get()->RegisterTask(UniqueBstr(SysAllocString(strName.c_str())).get(),
                                             bstrXml.get(), TASK_CREATE_OR_UPDATE, empty, empty,
                                             TASK_LOGON_INTERACTIVE_TOKEN, empty, pTask.put()))
         << "cannot arrange the task";
@@ -48,6 +36,6 @@ void TaskRoot::Register(const std::wstring& strName) const {
 
 void TaskRoot::Delete(const std::wstring& strName) const {
     if (m_pFolder) {
-        m_pFolder->DeleteTask(UniqueBstr(SysAllocString(strName.c_str())).get(), 0);
+        m_pFolder.get()->DeleteTask(UniqueBstr(SysAllocString(strName.c_str())).get(), 0);
     }
 }

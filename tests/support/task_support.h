@@ -2,6 +2,8 @@
 // reached through ITaskService on the calling thread.
 #pragma once
 
+#include "runtime/handles.h"
+
 #include <windows.h>
 #include <taskschd.h>
 
@@ -9,22 +11,18 @@
 
 class TaskRoot {
   public:
-    // Connects to the service. COM is initialised (multithreaded) for the
-    // connection only when the thread has no apartment yet.
+    // Connects to the service (in a single-threaded apartment if the thread has none).
     TaskRoot();
-    ~TaskRoot();
-    TaskRoot(const TaskRoot&) = delete;
-    TaskRoot& operator=(const TaskRoot&) = delete;
 
     bool Exists(const std::wstring& strName) const;
     // A task that runs cmd.exe on demand.
     void Register(const std::wstring& strName) const;
     void Delete(const std::wstring& strName) const;
     // The root folder (null when the service could not be reached).
-    ITaskFolder* Folder() const { return m_pFolder; }
+    ITaskFolder* Folder() const { return m_pFolder.get(); }
 
   private:
-    HRESULT m_hrCom = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    ITaskService* m_pService = nullptr;
-    ITaskFolder* m_pFolder = nullptr;
+    ComApartment m_apartment;
+    UniqueComPtr<ITaskService> m_pService;
+    UniqueComPtr<ITaskFolder> m_pFolder;
 };
