@@ -2,7 +2,6 @@
 // property VARENTESTFAULT, that prove the crash reporter through the installer.
 #include "runtime/record_text.h"
 #include "runtime/session.h"
-#include "system/services.h"
 
 #include <string>
 
@@ -29,14 +28,5 @@ extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
     } else if (strMode == L"overflow") {
         return static_cast<UINT>(Recurse(0));
     }
-    return 0;
-}
-
-// StopNamedService on the service "CustomActionData" names: no action calls it, and
-// its debugger output is part of its contract.
-extern "C" UINT __stdcall VarenTestStopService(MSIHANDLE hInstall) {
-    PropertyBuffer szService = {};
-    ReadProperty(hInstall, L"CustomActionData", szService);
-    StopNamedService(szService);
     return 0;
 }
