@@ -4,16 +4,13 @@
 // lines stand-ins saw). Everything arranged that a case does not name as gone or
 // changed must still be there, unchanged: the runner checks that for every case.
 //
-// Texts (properties, data, rows, paths, contents, lines, command lines) may hold
-// tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
-// after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %SYSTEMX86% (the
-// 32-bit system folder), %PROGRAMFILES%,
-// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %CURRENT% (the current folder, where
-// relative paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS% (the all-users desktop and Start
-// menu programs), %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host
-// user's trash) and %RUN%, a tag of this run for names sent to the Recycle Bin (shared by
-// every prefix: a trashed item's record is removed with it). "%%" stands for "%" (a
-// command's own %PROGRAMDATA% is written %%PROGRAMDATA%%).
+// Texts (properties, data, rows, paths, contents, lines, command lines) may hold tokens
+// that the runner replaces: %CASE% (a fresh folder for the case, removed after it), %TEMP%
+// (with its trailing "\"), %WINDIR%, %SYSTEM%, %SYSTEMX86% (the 32-bit system folder),
+// %PROGRAMFILES%, %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %CURRENT% (where relative
+// paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS%, %TRASH% (the Recycle Bin's folder of
+// removed items, the host user's trash under Wine) and %RUN%, a tag of this run for names
+// sent to the Recycle Bin, which every prefix shares. "%%" stands for "%".
 #pragma once
 
 #include "tests/support/session_support.h"

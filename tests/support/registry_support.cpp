@@ -21,16 +21,6 @@ UniqueRegKey Open(HKEY hRoot, View view, const std::wstring& strPath, REGSAM sam
     return hKey;
 }
 
-// dwOptions REG_OPTION_CREATE_LINK makes a link.
-UniqueRegKey Create(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions = 0) {
-    UniqueRegKey hKey;
-    EXPECT_EQ(ERROR_SUCCESS,
-              RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, dwOptions,
-                              KEY_ALL_ACCESS | ViewFlag(view), nullptr, hKey.put(), nullptr))
-        << "creating a key in the " << (view == View::Wow32 ? "32-bit" : "64-bit") << " view";
-    return hKey;
-}
-
 // Removes everything below hKey and hKey itself. Links are opened and removed as
 // themselves: RegDeleteTreeW would follow them and empty their targets.
 void DeleteOpenTree(HKEY hKey, View view) {
@@ -56,13 +46,18 @@ void DeleteOpenTree(HKEY hKey, View view) {
 
 } // namespace
 
-void CreateKey(HKEY hRoot, View view, const std::wstring& strPath) {
-    Create(hRoot, view, strPath);
+UniqueRegKey CreateKey(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions) {
+    UniqueRegKey hKey;
+    EXPECT_EQ(ERROR_SUCCESS,
+              RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, dwOptions,
+                              KEY_ALL_ACCESS | ViewFlag(view), nullptr, hKey.put(), nullptr))
+        << "creating a key in the " << (view == View::Wow32 ? "32-bit" : "64-bit") << " view";
+    return hKey;
 }
 
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
             DWORD dwType, const void* pData, DWORD cbData) {
-    if (const UniqueRegKey hKey = Create(hRoot, view, strPath)) {
+    if (const UniqueRegKey hKey = CreateKey(hRoot, view, strPath)) {
         EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(hKey.get(), strName.c_str(), 0, dwType,
                                                 static_cast<const BYTE*>(pData), cbData));
     }
@@ -106,7 +101,7 @@ void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {
 void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget) {
     // The target in the kernel's form, without a terminator.
     const std::wstring strNtTarget = L"\\REGISTRY\\MACHINE\\" + strTarget;
-    if (const UniqueRegKey hKey = Create(hRoot, view, strPath, REG_OPTION_CREATE_LINK)) {
+    if (const UniqueRegKey hKey = CreateKey(hRoot, view, strPath, REG_OPTION_CREATE_LINK)) {
         EXPECT_EQ(ERROR_SUCCESS,
                   RegSetValueExW(hKey.get(), L"SymbolicLinkValue", 0, REG_LINK,
                                  reinterpret_cast<const BYTE*>(strNtTarget.data()),

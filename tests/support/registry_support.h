@@ -1,6 +1,8 @@
 // Arranging and inspecting registry state in either view.
 #pragma once
 
+#include "runtime/handles.h"
+
 #include <windows.h>
 
 #include <optional>
@@ -13,7 +15,8 @@ inline constexpr View kBothViews[] = {View::Native, View::Wow32};
 
 REGSAM ViewFlag(View view);
 
-void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
+// dwOptions REG_OPTION_CREATE_LINK makes a link.
+UniqueRegKey CreateKey(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions = 0);
 // Raw data of any type and size (odd sizes, missing terminators).
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
             DWORD dwType, const void* pData, DWORD cbData);
