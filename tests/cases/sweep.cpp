@@ -54,8 +54,8 @@ std::shared_ptr<void> Seed(ActionSession&) {
         std::filesystem::create_directories(folder / szName);
     }
     std::ofstream(folder / L"ORX.UVE") << "x";
-    return std::make_shared<ImportPatch>(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
-                                         reinterpret_cast<void*>(&ShortSleep));
+    return PatchImport(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
+                       reinterpret_cast<void*>(&ShortSleep));
 }
 
 // A value of cch characters: a path in the case folder, then "=", ";", a quote and

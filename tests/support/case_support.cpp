@@ -37,8 +37,7 @@ std::wstring KnownFolder(int iCsidl) {
 std::wstring BuiltProgram(const wchar_t* szName) {
     wchar_t szSelf[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, szSelf, MAX_PATH);
-    const std::wstring strSelf = szSelf;
-    return strSelf.substr(0, strSelf.find_last_of(L'\\') + 1) + szName;
+    return (fs::path(szSelf).parent_path() / szName).wstring();
 }
 
 std::string Narrow(const std::wstring& strText) {
@@ -62,18 +61,13 @@ std::string Shown(const std::wstring& strLine) {
 // Wine's Recycle Bin is the host user's trash ($XDG_DATA_HOME/Trash or
 // ~/.local/share/Trash), shared by every prefix and reached through drive Z:.
 fs::path TrashFolder() {
-    wchar_t szData[MAX_PATH] = {};
-    const DWORD cchData = GetEnvironmentVariableW(L"XDG_DATA_HOME", szData, MAX_PATH);
-    if (cchData > 0 && cchData < MAX_PATH) {
-        std::wstring strData = szData;
-        std::replace(strData.begin(), strData.end(), L'/', L'\\');
-        return fs::path(L"Z:" + strData) / L"Trash";
+    if (const wchar_t* szData = _wgetenv(L"XDG_DATA_HOME"); szData && *szData) {
+        return fs::path(L"Z:" + std::wstring(szData)).make_preferred() / L"Trash";
     }
-    wchar_t szHome[MAX_PATH] = {};
-    GetEnvironmentVariableW(L"WINEHOMEDIR", szHome, MAX_PATH); // "\??\Z:\home\user"
-    const std::wstring strHome = szHome;
-    return fs::path(strHome.starts_with(L"\\??\\") ? strHome.substr(4) : strHome) / L".local" /
-           L"share" / L"Trash";
+    const wchar_t* szHome = _wgetenv(L"WINEHOMEDIR"); // "\??\Z:\home\user"
+    const std::wstring strHome = szHome ? szHome : L"";
+    return fs::path(strHome.substr(strHome.starts_with(L"\\??\\") ? 4 : 0)) /
+           L".local\\share\\Trash";
 }
 
 const std::vector<std::pair<std::wstring, std::wstring>>& Tokens() {
@@ -532,22 +526,17 @@ class Machine {
     // last error is left as it was: some actions log whatever error they find.
     std::vector<DWORD> RunningStandIns() const {
         const DWORD dwLastError = GetLastError();
-        std::vector<DWORD> ids;
-        for (DWORD dwId : ProcessesStartedHere()) {
+        std::vector<DWORD> ids = ProcessesStartedHere();
+        std::erase_if(ids, [this](DWORD dwId) {
             const UniqueHandle hProcess(
                 OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, dwId));
             wchar_t szImage[MAX_PATH] = {};
             DWORD cchImage = MAX_PATH;
-            const bool fNamed =
-                hProcess && QueryFullProcessImageNameW(hProcess.get(), 0, szImage, &cchImage);
-            const std::wstring strImage = szImage;
-            if (!fNamed ||
-                std::any_of(m_images.begin(), m_images.end(), [&](const std::wstring& str) {
-                    return SamePath(str, strImage.substr(strImage.find_last_of(L'\\') + 1));
-                })) {
-                ids.push_back(dwId);
-            }
-        }
+            return hProcess && QueryFullProcessImageNameW(hProcess.get(), 0, szImage, &cchImage) &&
+                   std::none_of(m_images.begin(), m_images.end(), [&](const std::wstring& str) {
+                       return SamePath(str, fs::path(szImage).filename().wstring());
+                   });
+        });
         SetLastError(dwLastError);
         return ids;
     }
@@ -626,10 +615,9 @@ Item ExpandItem(Item item) {
 }
 
 template <typename T, typename TExpand>
-std::vector<T> ExpandAll(const std::vector<T>& items, TExpand expand) {
-    std::vector<T> expanded;
-    std::transform(items.begin(), items.end(), std::back_inserter(expanded), expand);
-    return expanded;
+std::vector<T> ExpandAll(std::vector<T> items, TExpand expand) {
+    std::transform(items.begin(), items.end(), items.begin(), expand);
+    return items;
 }
 
 PropertyRows ExpandRows(const PropertyRows& rows) {
@@ -650,8 +638,7 @@ void ExpectLines(const char* szWhat, const Lines& expected, const Lines& actual)
 }
 
 std::vector<std::wstring> g_debugLines;
-int g_cFaultCalls = 0;
-bool g_fFaultPlaced = false;
+int g_cFaultCalls = -1;          // -1 while no fault is placed
 MSIHANDLE g_hCaseSession = 0;    // the running case's session, for Note
 HMODULE g_hCaseModule = nullptr; // the library it loaded, for Fault
 
@@ -668,11 +655,11 @@ void CallAndCheck(const Case& c, Machine& machine) {
     ActionSession session(properties, c.orx ? std::optional(ExpandRows(*c.orx)) : std::nullopt,
                           c.szDll);
     g_hCaseModule = session.Module();
-    const ImportPatch debugCapture(session.Module(), "kernel32.dll", "OutputDebugStringW",
-                                   reinterpret_cast<void*>(&CaptureDebugOutput));
+    const std::shared_ptr<void> pDebugCapture =
+        PatchImport(session.Module(), "kernel32.dll", "OutputDebugStringW",
+                    reinterpret_cast<void*>(&CaptureDebugOutput));
     g_debugLines.clear();
-    g_cFaultCalls = 0;
-    g_fFaultPlaced = false;
+    g_cFaultCalls = -1;
     g_hCaseSession = session.Handle();
     UINT uReturn = 0;
     size_t cDoneAtReturn = 0; // a "done" recorded later was not waited for by the action
@@ -684,7 +671,7 @@ void CallAndCheck(const Case& c, Machine& machine) {
         cDoneAtReturn = std::count(log.begin(), log.end(), L"done");
         machine.AwaitNewStandIns(running);
     }
-    EXPECT_FALSE(g_fFaultPlaced && g_cFaultCalls == 0) << "the fault's shim was never called";
+    EXPECT_NE(0, g_cFaultCalls) << "the fault's shim was never called";
     if (c.fSurvivalOnly) {
         return;
     }
@@ -786,14 +773,6 @@ void Note(const std::wstring& strText) {
     MsiProcessMessage(g_hCaseSession, INSTALLMESSAGE_INFO, hRecord.get());
 }
 
-Lines Removed(const std::wstring& strPath, const wchar_t* szError, Lines more) {
-    more.insert(more.begin(), {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
-                               L"VAREN_CA DeleteDirectory " + strPath +
-                                   (szError ? L" Error: " + std::wstring(szError) + L". \n"
-                                            : L": no errors using SHFileOperation.  \n")});
-    return more;
-}
-
 std::string BuiltBytes(const wchar_t* szName) {
     const std::vector<BYTE> bytes = ReadFileBytes(BuiltProgram(szName));
     return {bytes.begin(), bytes.end()};
@@ -840,17 +819,6 @@ std::wstring Expand(const std::wstring& strText) {
     return strExpanded;
 }
 
-Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
-             std::vector<Item> before, UINT uReturn, Lines lines, std::vector<Item> gone) {
-    return {.szName = szName,
-            .szAction = szAction,
-            .data = std::move(data),
-            .before = std::move(before),
-            .uReturn = uReturn,
-            .lines = std::move(lines),
-            .gone = std::move(gone)};
-}
-
 int Register(std::vector<Case> newCases) {
     for (Case& c : newCases) {
         const Case& stored = Registered().emplace_back(std::move(c));
@@ -871,8 +839,8 @@ int Register(std::vector<Case> newCases) {
 }
 
 std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim) {
-    g_fFaultPlaced = true;
-    return std::make_shared<ImportPatch>(g_hCaseModule, szDll, szFunction, pfnShim);
+    g_cFaultCalls = 0;
+    return PatchImport(g_hCaseModule, szDll, szFunction, pfnShim);
 }
 
 void CountFault() {

@@ -149,7 +149,7 @@ struct Case {
     // with a failure, so nobody mistakes it for what packages rely on.
     const char* szWine = nullptr;
     // Called in the session before the action; what it returns lives until the
-    // action has returned (an ImportPatch made with Fault, say).
+    // action has returned (a patch made with Fault, say).
     std::function<std::shared_ptr<void>(ActionSession&)> arrange{};
     // A sweep with hostile input ("Sweep_<action>.<name>", run in a prefix of its
     // own): only that the action returns and that nothing arranged changed are
@@ -158,8 +158,17 @@ struct Case {
 };
 
 // A case given in one call, for tables of cases that differ only in these fields.
-Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
-             std::vector<Item> before, UINT uReturn, Lines lines, std::vector<Item> gone = {});
+inline Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
+                    std::vector<Item> before, UINT uReturn, Lines lines,
+                    std::vector<Item> gone = {}) {
+    return {.szName = szName,
+            .szAction = szAction,
+            .data = std::move(data),
+            .before = std::move(before),
+            .uReturn = uReturn,
+            .lines = std::move(lines),
+            .gone = std::move(gone)};
+}
 
 // Registers the cases as GoogleTest tests "<action>.<name>" ("Win7_<action>.<name>"
 // for the Windows 7 pass). Call it from a namespace-scope initializer:
@@ -190,7 +199,14 @@ std::wstring Expand(const std::wstring& strText);
 
 // The lines the removal routine logs for strPath: its attempt, then its success or the
 // error szError; then more.
-Lines Removed(const std::wstring& strPath, const wchar_t* szError = nullptr, Lines more = {});
+inline Lines Removed(const std::wstring& strPath, const wchar_t* szError = nullptr,
+                     Lines more = {}) {
+    more.insert(more.begin(), {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
+                               L"VAREN_CA DeleteDirectory " + strPath +
+                                   (szError ? L" Error: " + std::wstring(szError) + L". \n"
+                                            : L": no errors using SHFileOperation.  \n")});
+    return more;
+}
 
 // The bytes of the file szName built beside the test program (a library a case places).
 std::string BuiltBytes(const wchar_t* szName);

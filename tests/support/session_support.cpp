@@ -108,17 +108,16 @@ void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction
 
 } // namespace
 
-ImportPatch::ImportPatch(HMODULE hModule, const char* szDll, const char* szFunction,
-                         void* pReplacement)
-    : m_ppSlot(hModule ? FindImportSlot(hModule, szDll, szFunction) : nullptr) {
-    if (!m_ppSlot) {
+std::shared_ptr<void> PatchImport(HMODULE hModule, const char* szDll, const char* szFunction,
+                                  void* pReplacement) {
+    void** ppSlot = hModule ? FindImportSlot(hModule, szDll, szFunction) : nullptr;
+    if (!ppSlot) {
         throw std::runtime_error(std::string("no import of ") + szDll + "!" + szFunction);
     }
-    m_pOriginal = ExchangeSlot(m_ppSlot, pReplacement);
-}
-
-ImportPatch::~ImportPatch() {
-    ExchangeSlot(m_ppSlot, m_pOriginal);
+    return std::shared_ptr<void>(ppSlot,
+                                 [pOriginal = ExchangeSlot(ppSlot, pReplacement)](void* pSlot) {
+                                     ExchangeSlot(static_cast<void**>(pSlot), pOriginal);
+                                 });
 }
 
 void* ExchangeSlot(void** ppSlot, void* pNew) {
