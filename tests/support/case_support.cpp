@@ -96,7 +96,6 @@ bool IsRegistry(const Item& item) {
     return item.kind == Kind::Key || item.kind == Kind::Value || item.kind == Kind::Link;
 }
 
-// Items known by name alone: services and tasks.
 bool IsNamed(const Item& item) {
     return item.kind == Kind::Service || item.kind == Kind::Task;
 }
@@ -105,7 +104,6 @@ bool SamePath(const std::wstring& strA, const std::wstring& strB) {
     return CompareStringOrdinal(strA.c_str(), -1, strB.c_str(), -1, TRUE) == CSTR_EQUAL;
 }
 
-// strPath is strTop or lies below it.
 bool IsAtOrBelow(const std::wstring& strPath, const std::wstring& strTop) {
     return strPath.size() >= strTop.size() && SamePath(strPath.substr(0, strTop.size()), strTop) &&
            (strPath.size() == strTop.size() || strPath[strTop.size()] == L'\\');
@@ -255,12 +253,11 @@ std::optional<Item> ReadBack(Item item, View view) {
     bool fExists = true;
     if (item.kind == Kind::Key) {
         fExists = KeyExists(item.hRoot, view, item.strPath);
-    } else if (item.kind == Kind::Link) {
-        fExists = LinkExists(item.hRoot, view, item.strPath);
     } else if (item.kind == Kind::Task) {
         fExists = TaskRoot().Exists(item.strName);
-    } else if (item.kind == Kind::Value) {
-        const auto stored = ReadRaw(item.hRoot, view, item.strPath, item.strName);
+    } else if (item.kind == Kind::Value || item.kind == Kind::Link) {
+        const auto stored = ReadRaw(item.hRoot, view, item.strPath, item.strName,
+                                    item.kind == Kind::Link ? REG_OPTION_OPEN_LINK : 0);
         fExists = stored.has_value();
         if (stored) {
             std::tie(item.dwType, item.data) = *stored;
@@ -284,16 +281,14 @@ std::string Content(const Item& item) {
         return item.kind == Kind::Service ? "state " + std::to_string(item.dwState)
                                           : Shown(item.strName);
     }
-    std::string strContent =
-        item.kind == Kind::Value ? "type " + std::to_string(item.dwType) + ":" : "";
-    for (BYTE b : item.data) { // only values and files have data
+    std::string strContent = IsRegistry(item) ? "type " + std::to_string(item.dwType) + ":" : "";
+    for (BYTE b : item.data) { // only values, links and files have data
         const char szHex[] = "0123456789abcdef";
         strContent += {' ', szHex[b >> 4], szHex[b & 15]};
     }
     return strContent;
 }
 
-// Fails unless the item is there in the view with the content it describes.
 void ExpectAsDescribed(const Item& item, View view, const char* szWhy) {
     const std::optional<Item> stored = ReadBack(item, view);
     EXPECT_TRUE(stored && Content(*stored) == Content(item))
@@ -413,11 +408,10 @@ class Machine {
         for (View view : IsRegistry(item) ? ViewsOf(item) : std::vector<View>{}) {
             if (item.kind == Kind::Key) {
                 CreateKey(item.hRoot, view, item.strPath);
-            } else if (item.kind == Kind::Value) {
-                SetRaw(item.hRoot, view, item.strPath, item.strName, item.dwType, item.data.data(),
-                       static_cast<DWORD>(item.data.size()));
             } else {
-                CreateLink(item.hRoot, view, item.strPath, item.strName);
+                SetRaw(item.hRoot, view, item.strPath, item.strName, item.dwType, item.data.data(),
+                       static_cast<DWORD>(item.data.size()),
+                       item.kind == Kind::Link ? REG_OPTION_CREATE_LINK : 0);
             }
         }
         switch (item.kind) {
@@ -592,13 +586,6 @@ Item ExpandItem(Item item) {
     if (item.kind == Kind::Shortcut) {
         item.strName = Expand(item.strName);
     }
-    if (item.kind == Kind::Value && (item.dwType == REG_SZ || item.dwType == REG_EXPAND_SZ)) {
-        const std::wstring strText =
-            Expand(std::wstring(reinterpret_cast<const wchar_t*>(item.data.data()),
-                                item.data.size() / sizeof(wchar_t)));
-        const auto* pBytes = reinterpret_cast<const BYTE*>(strText.data());
-        item.data.assign(pBytes, pBytes + strText.size() * sizeof(wchar_t));
-    }
     if (item.kind == Kind::File) {
         // Tokens in a file's bytes become UTF-8; every other byte stays as it is.
         std::string strBytes(item.data.begin(), item.data.end());
@@ -646,7 +633,6 @@ void WINAPI CaptureDebugOutput(LPCWSTR szText) {
     g_debugLines.emplace_back(szText ? szText : L"(null)");
 }
 
-// Calls the action in a fresh session and checks what it did there.
 void CallAndCheck(const Case& c, Machine& machine) {
     PropertyRows properties = ExpandRows(c.properties);
     if (c.data) {
@@ -661,22 +647,20 @@ void CallAndCheck(const Case& c, Machine& machine) {
     g_debugLines.clear();
     g_cFaultCalls = -1;
     g_hCaseSession = session.Handle();
-    UINT uReturn = 0;
-    size_t cDoneAtReturn = 0; // a "done" recorded later was not waited for by the action
-    {
-        const std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
-        const std::vector<DWORD> running = machine.RunningStandIns();
-        uReturn = session.Call(c.szAction);
-        const Lines log = machine.StandInLog();
-        cDoneAtReturn = std::count(log.begin(), log.end(), L"done");
-        machine.AwaitNewStandIns(running);
-    }
+    std::shared_ptr<void> pArranged = c.arrange ? c.arrange(session) : nullptr;
+    const std::vector<DWORD> running = machine.RunningStandIns();
+    const UINT uReturn = session.Call(c.szAction);
+    const Lines log = machine.StandInLog();
+    // A "done" recorded after the return was not waited for by the action.
+    const auto cDoneAtReturn = std::count(log.begin(), log.end(), L"done");
+    machine.AwaitNewStandIns(running);
+    pArranged.reset(); // a fault goes before the checks
     EXPECT_NE(0, g_cFaultCalls) << "the fault's shim was never called";
     if (c.fSurvivalOnly) {
         return;
     }
     Lines commands, set, expectedSet;
-    size_t cDone = 0;
+    std::ptrdiff_t cDone = 0;
     for (const std::wstring& strLine : machine.StandInLog()) {
         if (strLine != L"done" || cDone++ < cDoneAtReturn) {
             commands.push_back(strLine);

@@ -28,6 +28,9 @@ namespace cases {
 
 using Lines = std::vector<std::wstring>;
 
+// The text with the runner's tokens replaced (for helpers that build expected texts).
+std::wstring Expand(const std::wstring& strText);
+
 // Registry views an item is in: the native (64-bit) one, the 32-bit one, both.
 enum Views : unsigned { N = 1, W = 2, NW = 3 };
 
@@ -49,13 +52,14 @@ struct Item {
 inline Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE) {
     return {Item::Kind::Key, std::move(strPath), views, hRoot};
 }
-// Any type and bytes: odd sizes, missing terminators, wrong types.
+// Any type and bytes: odd sizes, missing terminators, wrong types (no tokens replaced).
 inline Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
                 std::vector<BYTE> data, HKEY hRoot = HKEY_LOCAL_MACHINE) {
     return {Item::Kind::Value, std::move(strPath), views, hRoot, std::move(strName), dwType, data};
 }
 inline Item Str(unsigned views, std::wstring strPath, std::wstring strName, std::wstring strValue,
                 HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    strValue = Expand(strValue);
     const auto* pBytes = reinterpret_cast<const BYTE*>(strValue.c_str());
     return Raw(views, std::move(strPath), std::move(strName), REG_SZ,
                {pBytes, pBytes + (strValue.size() + 1) * sizeof(wchar_t)}, hRoot);
@@ -67,10 +71,15 @@ inline Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DW
                {pBytes, pBytes + sizeof(dwValue)}, hRoot);
 }
 // A registry link at strPath that leads to the HKLM key strTarget (native view): the
-// runner checks that it is still there, and removes it without following it.
+// runner checks that it is still there, with its target, and removes it without following it.
 inline Item Link(unsigned views, std::wstring strPath, std::wstring strTarget,
                  HKEY hRoot = HKEY_LOCAL_MACHINE) {
-    return {Item::Kind::Link, std::move(strPath), views, hRoot, std::move(strTarget)};
+    const std::wstring strNtTarget = L"\\REGISTRY\\MACHINE\\" + strTarget; // unterminated
+    const auto* pBytes = reinterpret_cast<const BYTE*>(strNtTarget.data());
+    Item link = Raw(views, std::move(strPath), L"SymbolicLinkValue", REG_LINK,
+                    {pBytes, pBytes + strNtTarget.size() * sizeof(wchar_t)}, hRoot);
+    link.kind = Item::Kind::Link;
+    return link;
 }
 inline Item File(std::wstring strPath, std::string strContent = "x") {
     return {.kind = Item::Kind::File,
@@ -193,9 +202,6 @@ Faulty(const char* szDll, const char* szFunction, TShim* pfnShim) {
 // Writes strText into the running case's session log as an INFO line: a shim shows
 // so when, and with what, the action called it among the action's own lines.
 void Note(const std::wstring& strText);
-
-// The text with the runner's tokens replaced (for helpers that build expected texts).
-std::wstring Expand(const std::wstring& strText);
 
 // The lines the removal routine logs for strPath: its attempt, then its success or the
 // error szError; then more.
