@@ -45,8 +45,8 @@ std::shared_ptr<void> Seed(ActionSession&) {
         SetRaw(HKEY_LOCAL_MACHINE, view, L"SOFTWARE\\QVX\\PN", L"PNBrandingInstallDir", REG_SZ, odd,
                sizeof(odd));
     }
-    return std::make_shared<ImportPatch>(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
-                                         reinterpret_cast<void*>(&ShortSleep));
+    return PatchImport(GetModuleHandleW(L"Varen_CA.dll"), "kernel32.dll", "Sleep",
+                       reinterpret_cast<void*>(&ShortSleep));
 }
 
 // A value of cch characters: a path in the case folder, then "=", ";", a quote and

@@ -4,16 +4,13 @@
 // lines stand-ins saw). Everything arranged that a case does not name as gone or
 // changed must still be there, unchanged: the runner checks that for every case.
 //
-// Texts (properties, data, rows, paths, contents, lines, command lines) may hold
-// tokens that the runner replaces: %CASE% (a fresh folder for the case, removed
-// after it), %TEMP% (with its trailing "\"), %WINDIR%, %SYSTEM%, %SYSTEMX86% (the
-// 32-bit system folder), %PROGRAMFILES%,
-// %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %CURRENT% (the current folder, where
-// relative paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS% (the all-users desktop and Start
-// menu programs), %TRASH% (the Recycle Bin's folder of removed items: Wine's is the host
-// user's trash) and %RUN%, a tag of this run for names sent to the Recycle Bin (shared by
-// every prefix: a trashed item's record is removed with it). "%%" stands for "%" (a
-// command's own %PROGRAMDATA% is written %%PROGRAMDATA%%).
+// Texts (properties, data, rows, paths, contents, lines, command lines) may hold tokens
+// that the runner replaces: %CASE% (a fresh folder for the case, removed after it), %TEMP%
+// (with its trailing "\"), %WINDIR%, %SYSTEM%, %SYSTEMX86% (the 32-bit system folder),
+// %PROGRAMFILES%, %PROGRAMFILES32%, %COMMONFILES%, %PROGRAMDATA%, %CURRENT% (where relative
+// paths lead), %COMMONDESKTOP%, %COMMONPROGRAMS%, %TRASH% (the Recycle Bin's folder of
+// removed items, the host user's trash under Wine) and %RUN%, a tag of this run for names
+// sent to the Recycle Bin, which every prefix shares. "%%" stands for "%".
 #pragma once
 
 #include "tests/support/session_support.h"
@@ -30,6 +27,9 @@
 namespace cases {
 
 using Lines = std::vector<std::wstring>;
+
+// The text with the runner's tokens replaced (for helpers that build expected texts).
+std::wstring Expand(const std::wstring& strText);
 
 // Registry views an item is in: the native (64-bit) one, the 32-bit one, both.
 enum Views : unsigned { N = 1, W = 2, NW = 3 };
@@ -52,13 +52,14 @@ struct Item {
 inline Item Key(unsigned views, std::wstring strPath, HKEY hRoot = HKEY_LOCAL_MACHINE) {
     return {Item::Kind::Key, std::move(strPath), views, hRoot};
 }
-// Any type and bytes: odd sizes, missing terminators, wrong types.
+// Any type and bytes: odd sizes, missing terminators, wrong types (no tokens replaced).
 inline Item Raw(unsigned views, std::wstring strPath, std::wstring strName, DWORD dwType,
                 std::vector<BYTE> data, HKEY hRoot = HKEY_LOCAL_MACHINE) {
     return {Item::Kind::Value, std::move(strPath), views, hRoot, std::move(strName), dwType, data};
 }
 inline Item Str(unsigned views, std::wstring strPath, std::wstring strName, std::wstring strValue,
                 HKEY hRoot = HKEY_LOCAL_MACHINE) {
+    strValue = Expand(strValue);
     const auto* pBytes = reinterpret_cast<const BYTE*>(strValue.c_str());
     return Raw(views, std::move(strPath), std::move(strName), REG_SZ,
                {pBytes, pBytes + (strValue.size() + 1) * sizeof(wchar_t)}, hRoot);
@@ -70,10 +71,15 @@ inline Item Dword(unsigned views, std::wstring strPath, std::wstring strName, DW
                {pBytes, pBytes + sizeof(dwValue)}, hRoot);
 }
 // A registry link at strPath that leads to the HKLM key strTarget (native view): the
-// runner checks that it is still there, and removes it without following it.
+// runner checks that it is still there, with its target, and removes it without following it.
 inline Item Link(unsigned views, std::wstring strPath, std::wstring strTarget,
                  HKEY hRoot = HKEY_LOCAL_MACHINE) {
-    return {Item::Kind::Link, std::move(strPath), views, hRoot, std::move(strTarget)};
+    const std::wstring strNtTarget = L"\\REGISTRY\\MACHINE\\" + strTarget; // unterminated
+    const auto* pBytes = reinterpret_cast<const BYTE*>(strNtTarget.data());
+    Item link = Raw(views, std::move(strPath), L"SymbolicLinkValue", REG_LINK,
+                    {pBytes, pBytes + strNtTarget.size() * sizeof(wchar_t)}, hRoot);
+    link.kind = Item::Kind::Link;
+    return link;
 }
 inline Item File(std::wstring strPath, std::string strContent = "x") {
     return {.kind = Item::Kind::File,
@@ -142,7 +148,7 @@ struct Case {
     // with a failure, so nobody mistakes it for what packages rely on.
     const char* szWine = nullptr;
     // Called in the session before the action; what it returns lives until the
-    // action has returned (an ImportPatch made with Fault, say).
+    // action has returned (a patch made with Fault, say).
     std::function<std::shared_ptr<void>(ActionSession&)> arrange{};
     // A sweep with hostile input ("Sweep_<action>.<name>", run in a prefix of its
     // own): only that the action returns and that nothing arranged changed are
@@ -151,8 +157,17 @@ struct Case {
 };
 
 // A case given in one call, for tables of cases that differ only in these fields.
-Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
-             std::vector<Item> before, UINT uReturn, Lines lines, std::vector<Item> gone = {});
+inline Case Removal(const char* szAction, const char* szName, std::optional<std::wstring> data,
+                    std::vector<Item> before, UINT uReturn, Lines lines,
+                    std::vector<Item> gone = {}) {
+    return {.szName = szName,
+            .szAction = szAction,
+            .data = std::move(data),
+            .before = std::move(before),
+            .uReturn = uReturn,
+            .lines = std::move(lines),
+            .gone = std::move(gone)};
+}
 
 // Registers the cases as GoogleTest tests "<action>.<name>" ("Win7_<action>.<name>"
 // for the Windows 7 pass). Call it from a namespace-scope initializer:
@@ -178,12 +193,16 @@ Faulty(const char* szDll, const char* szFunction, TShim* pfnShim) {
 // so when, and with what, the action called it among the action's own lines.
 void Note(const std::wstring& strText);
 
-// The text with the runner's tokens replaced (for helpers that build expected texts).
-std::wstring Expand(const std::wstring& strText);
-
 // The lines the removal routine logs for strPath: its attempt, then its success or the
 // error szError; then more.
-Lines Removed(const std::wstring& strPath, const wchar_t* szError = nullptr, Lines more = {});
+inline Lines Removed(const std::wstring& strPath, const wchar_t* szError = nullptr,
+                     Lines more = {}) {
+    more.insert(more.begin(), {L"VAREN_CA DeleteDirectory attempting to delete " + strPath + L" \n",
+                               L"VAREN_CA DeleteDirectory " + strPath +
+                                   (szError ? L" Error: " + std::wstring(szError) + L". \n"
+                                            : L": no errors using SHFileOperation.  \n")});
+    return more;
+}
 
 // The bytes of the file szName built beside the test program (a library a case places).
 std::string BuiltBytes(const wchar_t* szName);

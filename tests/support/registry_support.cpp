@@ -21,8 +21,26 @@ UniqueRegKey Open(HKEY hRoot, View view, const std::wstring& strPath, REGSAM sam
     return hKey;
 }
 
-// dwOptions REG_OPTION_CREATE_LINK makes a link.
-UniqueRegKey Create(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions = 0) {
+// Removes everything below hKey and hKey itself; false when hKey is left. Links are opened
+// and removed as themselves: RegDeleteTreeW would follow them and empty their targets.
+bool DeleteOpenTree(HKEY hKey, View view) {
+    wchar_t szName[256];
+    DWORD dwIndex = 0;
+    for (DWORD cchName = ARRAYSIZE(szName);
+         RegEnumKeyExW(hKey, dwIndex, szName, &cchName, nullptr, nullptr, nullptr, nullptr) ==
+         ERROR_SUCCESS;
+         cchName = ARRAYSIZE(szName)) {
+        const UniqueRegKey hChild = Open(hKey, view, szName, KEY_ALL_ACCESS, REG_OPTION_OPEN_LINK);
+        if (!hChild || !DeleteOpenTree(hChild.get(), view)) {
+            ++dwIndex; // left in place; the next one is tried
+        }
+    }
+    return NtDeleteKey(hKey) == 0; // STATUS_SUCCESS
+}
+
+} // namespace
+
+UniqueRegKey CreateKey(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions) {
     UniqueRegKey hKey;
     EXPECT_EQ(ERROR_SUCCESS,
               RegCreateKeyExW(hRoot, strPath.c_str(), 0, nullptr, dwOptions,
@@ -31,38 +49,9 @@ UniqueRegKey Create(HKEY hRoot, View view, const std::wstring& strPath, DWORD dw
     return hKey;
 }
 
-// Removes everything below hKey and hKey itself. Links are opened and removed as
-// themselves: RegDeleteTreeW would follow them and empty their targets.
-void DeleteOpenTree(HKEY hKey, View view) {
-    wchar_t szName[256];
-    for (DWORD dwIndex = 0;;) {
-        DWORD cchName = ARRAYSIZE(szName);
-        if (RegEnumKeyExW(hKey, dwIndex, szName, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        UniqueRegKey hChild = Open(hKey, view, szName, KEY_ALL_ACCESS, REG_OPTION_OPEN_LINK);
-        const bool fOpened = static_cast<bool>(hChild);
-        if (fOpened) {
-            DeleteOpenTree(hChild.get(), view);
-            hChild.reset();
-        }
-        if (!fOpened || Open(hKey, view, szName, KEY_READ, REG_OPTION_OPEN_LINK)) {
-            ++dwIndex; // left in place; the next one is tried
-        }
-    }
-    NtDeleteKey(hKey);
-}
-
-} // namespace
-
-void CreateKey(HKEY hRoot, View view, const std::wstring& strPath) {
-    Create(hRoot, view, strPath);
-}
-
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-            DWORD dwType, const void* pData, DWORD cbData) {
-    if (const UniqueRegKey hKey = Create(hRoot, view, strPath)) {
+            DWORD dwType, const void* pData, DWORD cbData, DWORD dwOptions) {
+    if (const UniqueRegKey hKey = CreateKey(hRoot, view, strPath, dwOptions)) {
         EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(hKey.get(), strName.c_str(), 0, dwType,
                                                 static_cast<const BYTE*>(pData), cbData));
     }
@@ -78,9 +67,9 @@ bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath) {
     return static_cast<bool>(Open(hRoot, view, strPath, KEY_READ));
 }
 
-std::optional<std::pair<DWORD, std::vector<BYTE>>>
-ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName) {
-    const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_READ);
+std::optional<RawValue> ReadRaw(HKEY hRoot, View view, const std::wstring& strPath,
+                                const std::wstring& strName, DWORD dwOptions) {
+    const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_READ, dwOptions);
     DWORD dwType = 0;
     DWORD cbData = 0;
     if (!hKey || RegQueryValueExW(hKey.get(), strName.c_str(), nullptr, &dwType, nullptr,
@@ -101,24 +90,4 @@ void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath) {
             Open(hRoot, view, strPath, KEY_ALL_ACCESS, REG_OPTION_OPEN_LINK)) {
         DeleteOpenTree(hKey.get(), view);
     }
-}
-
-void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget) {
-    // The target in the kernel's form, without a terminator.
-    const std::wstring strNtTarget = L"\\REGISTRY\\MACHINE\\" + strTarget;
-    if (const UniqueRegKey hKey = Create(hRoot, view, strPath, REG_OPTION_CREATE_LINK)) {
-        EXPECT_EQ(ERROR_SUCCESS,
-                  RegSetValueExW(hKey.get(), L"SymbolicLinkValue", 0, REG_LINK,
-                                 reinterpret_cast<const BYTE*>(strNtTarget.data()),
-                                 static_cast<DWORD>(strNtTarget.size() * sizeof(wchar_t))));
-    }
-}
-
-bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath) {
-    const UniqueRegKey hKey = Open(hRoot, view, strPath, KEY_QUERY_VALUE, REG_OPTION_OPEN_LINK);
-    DWORD dwType = REG_NONE;
-    return hKey &&
-           RegQueryValueExW(hKey.get(), L"SymbolicLinkValue", nullptr, &dwType, nullptr, nullptr) ==
-               ERROR_SUCCESS &&
-           dwType == REG_LINK;
 }

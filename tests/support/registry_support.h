@@ -1,6 +1,8 @@
 // Arranging and inspecting registry state in either view.
 #pragma once
 
+#include "runtime/handles.h"
+
 #include <windows.h>
 
 #include <optional>
@@ -13,23 +15,23 @@ inline constexpr View kBothViews[] = {View::Native, View::Wow32};
 
 REGSAM ViewFlag(View view);
 
-void CreateKey(HKEY hRoot, View view, const std::wstring& strPath);
-// Raw data of any type and size (odd sizes, missing terminators).
+// dwOptions REG_OPTION_CREATE_LINK makes a link.
+UniqueRegKey CreateKey(HKEY hRoot, View view, const std::wstring& strPath, DWORD dwOptions = 0);
+// Raw data of any type and size (odd sizes, missing terminators); a link's target is
+// the value "SymbolicLinkValue" of type REG_LINK in a key made with REG_OPTION_CREATE_LINK.
 void SetRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName,
-            DWORD dwType, const void* pData, DWORD cbData);
+            DWORD dwType, const void* pData, DWORD cbData, DWORD dwOptions = 0);
 
 // A missing key or value is fine.
 void DeleteValue(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
 
 bool KeyExists(HKEY hRoot, View view, const std::wstring& strPath);
-// Type and raw bytes of a value, for checks on exact stored data.
-std::optional<std::pair<DWORD, std::vector<BYTE>>>
-ReadRaw(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strName);
+// Type and raw bytes of a value, for checks on exact stored data (of a link itself
+// with REG_OPTION_OPEN_LINK).
+using RawValue = std::pair<DWORD, std::vector<BYTE>>;
+std::optional<RawValue> ReadRaw(HKEY hRoot, View view, const std::wstring& strPath,
+                                const std::wstring& strName, DWORD dwOptions = 0);
 
 // Removes a key and everything below it; a missing key is fine. Links are
 // removed as themselves, never followed.
 void DeleteTree(HKEY hRoot, View view, const std::wstring& strPath);
-
-// A registry link at strPath that leads to HKLM strTarget (native view).
-void CreateLink(HKEY hRoot, View view, const std::wstring& strPath, const std::wstring& strTarget);
-bool LinkExists(HKEY hRoot, View view, const std::wstring& strPath);

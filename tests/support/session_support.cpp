@@ -33,14 +33,12 @@ std::vector<DWORD> ProcessesStartedHere() {
     EXPECT_TRUE(QueryInformationJobObject(g_hJob, JobObjectBasicProcessIdList, members.data(),
                                           sizeof(members), nullptr))
         << "cannot list the programs this one started: " << GetLastError();
-    DWORD counts[2] = {}; // assigned, listed
-    std::memcpy(counts, members.data(), sizeof(counts));
-    std::vector<DWORD> ids;
-    for (DWORD i = 1; i <= counts[1] && i < members.size(); ++i) {
-        if (members[i] != GetCurrentProcessId()) {
-            ids.push_back(static_cast<DWORD>(members[i]));
-        }
-    }
+    JOBOBJECT_BASIC_PROCESS_ID_LIST counts = {};
+    std::memcpy(&counts, members.data(), sizeof(ULONG_PTR));
+    std::vector<DWORD> ids(members.begin() + 1,
+                           members.begin() + 1 +
+                               std::min<size_t>(counts.NumberOfProcessIdsInList, 255));
+    std::erase(ids, GetCurrentProcessId());
     return ids;
 }
 
@@ -84,13 +82,10 @@ UINT ActionSession::Call(const char* szName) {
 }
 
 std::wstring ActionSession::Property(const wchar_t* szName) const {
-    DWORD cchValue = 0;
-    wchar_t szEmpty[1] = L"";
-    MsiGetPropertyW(m_hSession, szName, szEmpty, &cchValue);
-    std::wstring strValue(++cchValue, L'\0');
-    MsiGetPropertyW(m_hSession, szName, strValue.data(), &cchValue);
-    strValue.resize(cchValue);
-    return strValue;
+    wchar_t szValue[1024] = {};
+    DWORD cchValue = ARRAYSIZE(szValue);
+    MsiGetPropertyW(m_hSession, szName, szValue, &cchValue);
+    return szValue;
 }
 
 namespace {
@@ -113,17 +108,16 @@ void** FindImportSlot(HMODULE hModule, const char* szDll, const char* szFunction
 
 } // namespace
 
-ImportPatch::ImportPatch(HMODULE hModule, const char* szDll, const char* szFunction,
-                         void* pReplacement)
-    : m_ppSlot(hModule ? FindImportSlot(hModule, szDll, szFunction) : nullptr) {
-    if (!m_ppSlot) {
+std::shared_ptr<void> PatchImport(HMODULE hModule, const char* szDll, const char* szFunction,
+                                  void* pReplacement) {
+    void** ppSlot = hModule ? FindImportSlot(hModule, szDll, szFunction) : nullptr;
+    if (!ppSlot) {
         throw std::runtime_error(std::string("no import of ") + szDll + "!" + szFunction);
     }
-    m_pOriginal = ExchangeSlot(m_ppSlot, pReplacement);
-}
-
-ImportPatch::~ImportPatch() {
-    ExchangeSlot(m_ppSlot, m_pOriginal);
+    return std::shared_ptr<void>(ppSlot,
+                                 [pOriginal = ExchangeSlot(ppSlot, pReplacement)](void* pSlot) {
+                                     ExchangeSlot(static_cast<void**>(pSlot), pOriginal);
+                                 });
 }
 
 void* ExchangeSlot(void** ppSlot, void* pNew) {

@@ -8,6 +8,7 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,17 +54,8 @@ std::vector<DWORD> ProcessesStartedHere();
 void* ExchangeSlot(void** ppSlot, void* pNew);
 
 // Points one import of a loaded module (msi.dll!MsiSetPropertyW of Varen_CA.dll,
-// say) at pReplacement while it lives, so that a test can make an installer
+// say) at pReplacement while the result lives, so that a test can make an installer
 // function fail where no real input can. The module must stay loaded until the
-// patch is gone: create it after the ActionSession that loaded the DLL.
-class ImportPatch {
-  public:
-    ImportPatch(HMODULE hModule, const char* szDll, const char* szFunction, void* pReplacement);
-    ~ImportPatch();
-    ImportPatch(const ImportPatch&) = delete;
-    ImportPatch& operator=(const ImportPatch&) = delete;
-
-  private:
-    void** m_ppSlot = nullptr;
-    void* m_pOriginal = nullptr;
-};
+// patch is gone: make it after the ActionSession that loaded the DLL.
+std::shared_ptr<void> PatchImport(HMODULE hModule, const char* szDll, const char* szFunction,
+                                  void* pReplacement);

@@ -10,9 +10,8 @@
 namespace {
 
 std::wstring Environment(const wchar_t* szName) {
-    wchar_t szValue[1024] = {};
-    const DWORD cch = GetEnvironmentVariableW(szName, szValue, 1024);
-    return cch > 0 && cch < 1024 ? szValue : L"";
+    const wchar_t* szValue = _wgetenv(szName);
+    return szValue ? szValue : L"";
 }
 
 void AppendLine(const std::wstring& strLog, const std::wstring& strLine) {
@@ -35,7 +34,6 @@ int wmain() {
     AppendLine(strLog, GetCommandLineW());
     const std::wstring strDelay = Environment(L"VARENCA_STANDIN_DELAY_MS");
     if (!strDelay.empty()) {
-        // The stand-in's own run time, which tells a starter that waits from one that does not.
         Sleep(static_cast<DWORD>(wcstoul(strDelay.c_str(), nullptr, 10)));
         AppendLine(strLog, L"done");
     }
