@@ -552,8 +552,7 @@ void CallAndCheck(const Case& c, Machine& machine) {
     if (c.data) {
         properties.emplace_back(L"CustomActionData", Expand(*c.data));
     }
-    ActionSession session(properties, c.orx ? std::optional(ExpandRows(*c.orx)) : std::nullopt,
-                          c.szDll);
+    ActionSession session(properties, c.orx ? std::optional(ExpandRows(*c.orx)) : std::nullopt);
     g_hCaseModule = session.Module();
     const std::shared_ptr<void> pDebugCapture =
         PatchImport(session.Module(), "kernel32.dll", "OutputDebugStringW",

@@ -125,9 +125,6 @@ inline Item Task(std::wstring strName) {
 struct Case {
     const char* szName = "";   // says what the case shows; with the action, names the test
     const char* szAction = ""; // the export called
-    // The library it is called in: the test build Varen_CA_test.dll reaches
-    // routines that no export of Varen_CA.dll calls.
-    const wchar_t* szDll = L"Varen_CA.dll";
     // The package: Property rows, ORX_InstallProperties rows (no table when unset),
     // and "CustomActionData" (undefined when unset).
     PropertyRows properties{};

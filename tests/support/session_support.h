@@ -16,10 +16,9 @@
 class ActionSession {
   public:
     // Property rows (a fresh ProductCode is always added), ORX_InstallProperties rows
-    // (no such table when unset), and the library to load.
+    // (no such table when unset); Varen_CA.dll is loaded afresh for it.
     explicit ActionSession(const PropertyRows& properties = {},
-                           const std::optional<PropertyRows>& orxRows = std::nullopt,
-                           const wchar_t* szDll = L"Varen_CA.dll");
+                           const std::optional<PropertyRows>& orxRows = std::nullopt);
     ~ActionSession();
     ActionSession(const ActionSession&) = delete;
     ActionSession& operator=(const ActionSession&) = delete;
