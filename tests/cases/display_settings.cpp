@@ -2,8 +2,6 @@
 // display; one that notes its call writes it among the action's lines.
 #include "tests/support/cases.h"
 
-#include <msiquery.h>
-
 using namespace cases;
 
 namespace {

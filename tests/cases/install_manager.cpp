@@ -161,6 +161,13 @@ const int kInstallManager = Register({
      .before = {Program(kProxy), File(L"%CASE%\\ORX.UVE\\MOM-InstallProxy\\CLI.exe")},
      .lines = Launched(L"CustomActionData: %CASE%\\", L"\"" + kProxy + L"\""),
      .commands = {L"\"" + kProxy + L"\""}},
+    {.szName = "no proxy in the folder: 1603",
+     .szAction = "LaunchInstallProxy",
+     .data = L"%CASE%\\",
+     .before = {Folder(L"%CASE%\\ORX.UVE\\MOM-InstallProxy")},
+     .uReturn = 1603,
+     .lines = {L"CustomActionData: %CASE%\\", L"VAREN_CA LaunchInstallProxy: no install proxy in "
+                                              L"%CASE%\\ORX.UVE\\MOM-InstallProxy \n"}},
 });
 
 } // namespace

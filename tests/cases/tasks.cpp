@@ -95,6 +95,11 @@ std::shared_ptr<void> NoteRegistrations(ActionSession&) {
     });
 }
 
+HRESULT WINAPI RefuseCom(LPVOID, DWORD) {
+    CountFault();
+    return E_OUTOFMEMORY;
+}
+
 const std::wstring kCommand = L"\"C:\\Tools\\run.exe\" /x & y";
 const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand + L";Username=Bob";
 
@@ -176,6 +181,14 @@ const int kCases = Register({
      .after = {Task(L"VarenOnDemand")},
      .szWine = "Wine's service takes the raw \"&\" in the command; Windows rejects it",
      .arrange = NoteRegistrations},
+    {.szName = "COM refused: 1, nothing registered",
+     .szAction = "CreateTriggerlessElevatedScheduleTask",
+     .data = kData,
+     .uReturn = 1,
+     .lines = {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
+               L"Command to launch " + kCommand, L"Username Bob",
+               L"Failed to call CoInitializeEx 0x8007000e"},
+     .arrange = Faulty("ole32.dll", "CoInitializeEx", &RefuseCom)},
     {.szName = "a record too short for a missing key: 1, nothing registered",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .uReturn = 1,

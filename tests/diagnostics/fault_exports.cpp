@@ -1,4 +1,4 @@
-// Exports of the test build Varen_CA_test.dll only: faults on purpose, picked by the
+// The export of the test build Varen_CA_test.dll only: faults on purpose, picked by the
 // property VARENTESTFAULT, that prove the crash reporter through the installer.
 #include "runtime/record_text.h"
 #include "runtime/session.h"
@@ -16,17 +16,23 @@ __attribute__((noinline)) int Recurse(int iDepth) {
 
 } // namespace
 
+// The export table's stub (cmake/ActionGuards.cmake): a call enters as the installer's.
+extern "C" UINT __stdcall VarenGuard_VarenTestFault(MSIHANDLE hInstall);
+
 extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
     PropertyBuffer szMode = {};
     ReadProperty(hInstall, L"VARENTESTFAULT", szMode);
     const std::wstring strMode = szMode;
-    if (strMode == L"access") {
+    // With no session ("alone" calls itself so) it faults as an action given a handle of 0.
+    if (strMode == L"access" || hInstall == 0) {
         *static_cast<volatile int*>(nullptr) = 1;
     } else if (strMode == L"throw") {
         // The record parser's deliberate out-of-range error on a record too short.
         return static_cast<UINT>(GetRecordValue(L"x", L"ServiceName=").size());
     } else if (strMode == L"overflow") {
         return static_cast<UINT>(Recurse(0));
+    } else if (strMode == L"alone") {
+        return VarenGuard_VarenTestFault(0);
     }
     return 0;
 }

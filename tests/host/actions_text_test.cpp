@@ -38,13 +38,14 @@ TEST(TaskText, CommandsCutToTheBufferLessItsTerminator) {
               BuildCreateTaskCommand(L"T", std::wstring(cchFits + 1, L'p')));
 }
 
-// What the registered tasks run as, and when: the lines the Task Scheduler acts on.
+// Who the registered tasks name as author, what they run as, and when.
 TEST(TaskText, TemplatesRunForUsersWithTheHighestRights) {
     const std::wstring strLogon = BuildLogonTaskXml(L"PPC Task", L"C:\\P\\ppc.exe");
     const std::wstring strOnDemand = BuildOnDemandTaskXml(L"A&B<C", L"\"C:\\x.exe\" /a & b");
     for (const wchar_t* szLine :
          {L"\n    <LogonTrigger>\n", L"\n      <GroupId>S-1-5-32-545</GroupId>\n",
-          L"\n      <RunLevel>HighestAvailable</RunLevel>\n"}) {
+          L"\n      <RunLevel>HighestAvailable</RunLevel>\n",
+          L"\n    <Author>WORKGROUP\\ORXBUILD$</Author>\n"}) {
         EXPECT_NE(std::wstring::npos, strLogon.find(szLine)) << szLine;
     }
     EXPECT_NE(std::wstring::npos, strOnDemand.find(L"\n<RunLevel>HighestAvailable</RunLevel>\n"));

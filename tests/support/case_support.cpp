@@ -119,8 +119,8 @@ std::vector<View> ViewsOf(const Item& item) {
 }
 
 std::string Describe(const Item& item, View view) {
-    static const char* const kKinds[] = {"key",     "value",    "file",    "folder", "program",
-                                         "service", "shortcut", "process", "link",   "task"};
+    static const char* const kKinds[] = {"key",     "value",    "file", "folder", "program",
+                                         "service", "shortcut", "link", "task"};
     const std::string strKind = kKinds[static_cast<int>(item.kind)];
     if (!IsRegistry(item)) {
         return strKind + " " + Narrow(IsNamed(item) ? item.strName : item.strPath);
