@@ -92,7 +92,6 @@ std::vector<Case> FedToEachAction() {
         {"ProgramData with a trailing separator", L"%PROGRAMDATA%\\", false},
         {"dot-dot part naming the products' parent", kProduct + L"\\..\\", false},
         {"260 characters cut to their parent", kCut + L"\\", false},
-        {"forward slashes", L"%CASE%/Product%RUN%/", true},
         {"realistic with a trailing separator", kProduct + L"\\", true},
     };
     std::vector<Item> canaries = {File(L"%CASE%\\Sibling\\canary.txt"),

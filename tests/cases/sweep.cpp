@@ -29,9 +29,8 @@ void WINAPI ShortSleep(DWORD dwMilliseconds) {
     Sleep(std::min<DWORD>(dwMilliseconds, 10));
 }
 
-// The suite's own values with the wrong types and sizes (left for the next case: the
-// sweep has its prefix to itself). Sleep(20000) before a display mode change, say, is
-// cut short meanwhile.
+// The suite's own values with the wrong types and sizes (left for the next case: the sweep
+// has its prefix to itself); Sleep(20000) before a mode change, say, is cut short.
 std::shared_ptr<void> Seed(ActionSession&) {
     const std::wstring strInstall = L"SOFTWARE\\ORX Technologies\\Install";
     const DWORD dwOne = 1;

@@ -105,14 +105,18 @@ const std::wstring kData = L"TaskName=VarenOnDemand;CommandToLaunch=" + kCommand
 
 const int kCases = Register({
     // A Location that ends in "\" is not doubled before the file name, but before pncmd.
-    {.szName = "no definition: no copy, the task registered, the native Run value gone",
+    {.szName = "the native Run value goes; Wine's writer stops the copy after the declaration",
      .szAction = "CreateLogonSchTask",
-     .before = {Str(N, kPNext, L"Location", kApp + L"\\"), cases::Folder(kApp),
+     .before = {Str(N, kPNext, L"Location", kApp + L"\\"),
+                Utf16File(kApp + L"\\StartPN.xml",
+                          L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<Task>\r\n</Task>\r\n"),
                 Str(NW, kRun, L"StartPN", L"old"), Str(N, kRun, L"StartDVR", L"keep"), kSchtasks},
-     .lines = {L"Error creating file reader, error is 80070002"},
-     .gone = {Str(N, kRun, L"StartPN", L""), File(L"%TEMP%StartPN.xml")},
+     .lines = {L"Error writing WriteNodeShallow, error is c00cef0b"},
+     .gone = {Str(N, kRun, L"StartPN", L"")},
+     .after = {Utf16File(L"%TEMP%StartPN.xml", L"<?xml version=\"1.0\" encoding=\"utf-16\"?>")},
      .commands =
-         Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay")},
+         Commands(L"StartPN", kApp + L"\\StartPN.xml", kApp + L"\\\\pncmd.exe", L"startwithdelay"),
+     .szWine = "Wine's writer fails on a line break after the declaration or an end tag"},
     {.szName = "no Location: 1603, nothing registered, the Run value still deleted",
      .szAction = "CreateLogonSchTask",
      .before = {Str(N, kRun, L"StartPN", L"old"), Str(W, kPNext, L"Location", kApp), kSchtasks},

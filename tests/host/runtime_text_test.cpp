@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// Where a set value goes and which line ends it gets; what the fuzz target
-// (settings_file_text_fuzz) cannot tell: encodings and the bytes kept are its part.
+// Where a set value goes and which line end it gets, which the fuzz target cannot tell.
 TEST(SetCfgValue, EveryOtherByteStays) {
     const struct {
         const char* szWhat;

@@ -147,9 +147,8 @@ struct Case {
     // Called in the session before the action; what it returns lives until the
     // action has returned (a patch made with Fault, say).
     std::function<std::shared_ptr<void>(ActionSession&)> arrange{};
-    // A sweep with hostile input ("Sweep_<action>.<name>", run in a prefix of its
-    // own): only that the action returns and that nothing arranged changed are
-    // checked, not its return, lines or other outcomes.
+    // Hostile input ("Sweep_<action>.<name>", in a prefix of its own): only that the
+    // action returns and that nothing arranged changed are checked.
     bool fSurvivalOnly = false;
 };
 
