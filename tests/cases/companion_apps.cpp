@@ -2,6 +2,8 @@
 // shut-down, and the two shortcuts.
 #include "tests/support/cases.h"
 
+#include "runtime/handles.h"
+
 using namespace cases;
 
 namespace {
@@ -17,6 +19,56 @@ const std::wstring kQvxLink = L"%COMMONPROGRAMS%\\QVX Link.lnk";
 // the 32-bit view's names another folder, which is not the suite's.
 const Item kLocation = Str(N, kPNext, L"Location", L"%CASE%\\");
 const Item kLocation32 = Str(W, kPNext, L"Location", L"%CASE%\\W\\");
+// A test service's process runs as the settings application. It shows no window, so
+// for ShutDownVCC to ask it to close, shims show one top-level window of that process,
+// which stops the service when it gets WM_CLOSE, unless the case makes it stay.
+const Item kRunningSettings = Service(L"VarenSettings", kSettings, L"", SERVICE_RUNNING);
+const HWND kWindow = reinterpret_cast<HWND>(0x1234);
+bool g_fCloses = false;
+
+// The settings application's process; with fStop, stopped first.
+DWORD ReachSettings(bool fStop) {
+    const UniqueServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const UniqueServiceHandle hService(
+        OpenServiceW(hManager.get(), L"VarenSettings", SERVICE_STOP | SERVICE_QUERY_STATUS));
+    SERVICE_STATUS_PROCESS status = {};
+    DWORD cbNeeded = 0;
+    if (fStop) {
+        ControlService(hService.get(), SERVICE_CONTROL_STOP,
+                       reinterpret_cast<SERVICE_STATUS*>(&status));
+    }
+    QueryServiceStatusEx(hService.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                         sizeof(status), &cbNeeded);
+    return status.dwProcessId;
+}
+
+BOOL WINAPI ShowWindowOfSettings(WNDENUMPROC pfnEnum, LPARAM lParam) {
+    CountFault();
+    return pfnEnum(kWindow, lParam);
+}
+
+DWORD WINAPI OwnWindowBySettings(HWND hWnd, DWORD* pdwProcess) {
+    *pdwProcess = hWnd == kWindow ? ReachSettings(false) : 0;
+    return 1;
+}
+
+BOOL WINAPI PostToSettings(HWND hWnd, UINT uMessage, WPARAM, LPARAM) {
+    if (hWnd == kWindow && uMessage == WM_CLOSE && g_fCloses) {
+        ReachSettings(true);
+    }
+    return TRUE;
+}
+
+std::function<std::shared_ptr<void>(ActionSession&)> ShowSettings(bool fCloses) {
+    return [fCloses](ActionSession&) -> std::shared_ptr<void> {
+        g_fCloses = fCloses;
+        return std::make_shared<std::vector<std::shared_ptr<void>>>(std::vector{
+            Fault("user32.dll", "EnumWindows", reinterpret_cast<void*>(&ShowWindowOfSettings)),
+            Fault("user32.dll", "GetWindowThreadProcessId",
+                  reinterpret_cast<void*>(&OwnWindowBySettings)),
+            Fault("user32.dll", "PostMessageW", reinterpret_cast<void*>(&PostToSettings))});
+    };
+}
 
 const int kCompanionApps = Register({
     {.szName = "registers the verb in the 64-bit view",
@@ -27,13 +79,28 @@ const int kCompanionApps = Register({
                L"VAREN_CA CreateVCCContextMenu64 registered \"" + kSettings + L"\" \n"},
      .after = {Str(N, kVerb, L"", L"Vantor Settings"), Str(N, kVerb, L"Icon", kSettings),
                Str(N, kVerb + L"\\command", L"", L"\"" + kSettings + L"\"")}},
-    // A test service's process runs as the settings application: it shows no window to ask.
     {.szName = "no window to ask: TaskKill",
      .szAction = "ShutDownVCC",
-     .before = {Service(L"VarenSettings", kSettings, L"", SERVICE_RUNNING), Program(kTaskKill)},
+     .before = {kRunningSettings, Program(kTaskKill)},
      .lines = {L"Varen_CA ShutDownVCC() start",
                L"VAREN_CA ShutDownVCC ending VantorSettings.exe with TaskKill \n"},
      .commands = {L"\"" + kTaskKill + L"\" /IM VantorSettings.exe /F"}},
+    {.szName = "asked to close, it closes: no TaskKill",
+     .szAction = "ShutDownVCC",
+     .before = {kRunningSettings, Program(kTaskKill)},
+     .lines = {L"Varen_CA ShutDownVCC() start",
+               L"VAREN_CA ShutDownVCC asked VantorSettings.exe to close \n",
+               L"VAREN_CA ShutDownVCC VantorSettings.exe closed \n"},
+     .after = {Service(L"VarenSettings", kSettings)},
+     .arrange = ShowSettings(true)},
+    {.szName = "asked to close, it stays: TaskKill after the wait",
+     .szAction = "ShutDownVCC",
+     .before = {kRunningSettings, Program(kTaskKill)},
+     .lines = {L"Varen_CA ShutDownVCC() start",
+               L"VAREN_CA ShutDownVCC asked VantorSettings.exe to close \n",
+               L"VAREN_CA ShutDownVCC ending VantorSettings.exe with TaskKill \n"},
+     .commands = {L"\"" + kTaskKill + L"\" /IM VantorSettings.exe /F"},
+     .arrange = ShowSettings(false)},
     {.szName = "a program of a longer name is not it",
      .szAction = "ShutDownVCC",
      .before = {Service(L"VarenSettingsX", L"%CASE%\\VantorSettingsX.exe", L"", SERVICE_RUNNING)},

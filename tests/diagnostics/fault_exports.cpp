@@ -1,7 +1,9 @@
-// The export of the test build Varen_CA_test.dll only: faults on purpose, picked by the
-// property VARENTESTFAULT, that prove the crash reporter through the installer.
+// The exports of the test build Varen_CA_test.dll only: faults on purpose, picked by the
+// property VARENTESTFAULT, that prove the crash reporter through the installer; and the
+// reporting service stop, which no action calls.
 #include "runtime/record_text.h"
 #include "runtime/session.h"
+#include "system/services.h"
 
 #include <string>
 
@@ -34,5 +36,14 @@ extern "C" UINT __stdcall VarenTestFault(MSIHANDLE hInstall) {
     } else if (strMode == L"alone") {
         return VarenGuard_VarenTestFault(0);
     }
+    return 0;
+}
+
+// StopNamedService on the service "CustomActionData" names: its debugger output is
+// part of its contract.
+extern "C" UINT __stdcall VarenTestStopService(MSIHANDLE hInstall) {
+    PropertyBuffer szService = {};
+    ReadProperty(hInstall, L"CustomActionData", szService);
+    StopNamedService(szService);
     return 0;
 }

@@ -44,7 +44,7 @@ struct Item {
     std::wstring strName{}; // a value's name ("" is the default value); see the makers below
     DWORD dwType = REG_NONE;
     std::vector<BYTE> data{};    // a value's data, or a file's content
-    std::wstring strArguments{}; // the arguments of a service's binary path
+    std::wstring strArguments{}; // a service's behaviour: the arguments of its binary path
     DWORD dwState = 0;           // a service's state
     unsigned uDelayMs = 0;       // a program's run time before it logs "done"
 };
@@ -97,10 +97,11 @@ inline Item Program(std::wstring strPath, unsigned uDelayMs = 0) {
     return {.kind = Item::Kind::Program, .strPath = std::move(strPath), .uDelayMs = uDelayMs};
 }
 // The service strName of the test service program (tests/support/test_service.cpp),
-// copied to strPath and registered with the binary path "<strPath>" strArguments. Before
-// the action it is in dwState (SERVICE_STOPPED or _RUNNING); in .after, dwState is the
-// state it must be in; in .gone, the service must no longer exist, or be stopped and
-// marked for deletion (it goes once its process has ended). Its program file is not checked.
+// copied to strPath and registered with the binary path "<strPath>" strArguments, which
+// set its behaviour. Before the action it is in dwState (SERVICE_STOPPED, _RUNNING, or
+// _STOP_PENDING: running, then asked to stop); in .after, dwState is the state it must be
+// in; in .gone, the service must no longer exist, or be stopped and marked for deletion
+// (it goes once its process has ended). Its program file is not checked.
 inline Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
                     DWORD dwState = SERVICE_STOPPED) {
     return {.kind = Item::Kind::Service,
@@ -125,6 +126,9 @@ inline Item Task(std::wstring strName) {
 struct Case {
     const char* szName = "";   // says what the case shows; with the action, names the test
     const char* szAction = ""; // the export called
+    // The library it is called in: the test build Varen_CA_test.dll reaches
+    // routines that no export of Varen_CA.dll calls.
+    const wchar_t* szDll = L"Varen_CA.dll";
     // The package: Property rows, ORX_InstallProperties rows (no table when unset),
     // and "CustomActionData" (undefined when unset).
     PropertyRows properties{};

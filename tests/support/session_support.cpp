@@ -43,7 +43,7 @@ std::vector<DWORD> ProcessesStartedHere() {
 }
 
 ActionSession::ActionSession(const PropertyRows& properties,
-                             const std::optional<PropertyRows>& orxRows) {
+                             const std::optional<PropertyRows>& orxRows, const wchar_t* szDll) {
     wchar_t szTemp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, szTemp);
     m_strPackage = szTemp + (L"varen_" + NewGuid() + L".msi");
@@ -52,9 +52,9 @@ ActionSession::ActionSession(const PropertyRows& properties,
         throw std::runtime_error("cannot open the package");
     }
     m_lines.clear(); // the installer's own "Logging started" line
-    m_hDll = LoadLibraryW(L"Varen_CA.dll");
+    m_hDll = LoadLibraryW(szDll);
     if (!m_hDll) {
-        throw std::runtime_error("cannot load Varen_CA.dll");
+        throw std::runtime_error("cannot load the library");
     }
 }
 

@@ -16,9 +16,10 @@
 class ActionSession {
   public:
     // Property rows (a fresh ProductCode is always added), ORX_InstallProperties rows
-    // (no such table when unset); Varen_CA.dll is loaded afresh for it.
+    // (no such table when unset), and the library loaded afresh for it.
     explicit ActionSession(const PropertyRows& properties = {},
-                           const std::optional<PropertyRows>& orxRows = std::nullopt);
+                           const std::optional<PropertyRows>& orxRows = std::nullopt,
+                           const wchar_t* szDll = L"Varen_CA.dll");
     ~ActionSession();
     ActionSession(const ActionSession&) = delete;
     ActionSession& operator=(const ActionSession&) = delete;

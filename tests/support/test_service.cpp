@@ -1,9 +1,17 @@
-// A Windows service that starts at once and stops at once when asked. The arguments of
-// its configured binary path are ignored (cases give some to see them stripped).
+// A Windows service whose behaviour the test sets with words among the arguments of its
+// configured binary path (CreateServiceW); other arguments are ignored (cases give some
+// to see them stripped):
+//   (none)     starts at once, and stops at once when asked
+//   slowstart  stays start-pending for 2.5 seconds, its check point advancing every 100 ms
+//   frozen     stays start-pending for good, its check point never advancing
+//   slowstop   stays stop-pending for 3 seconds after a stop request
+//   refuse     does not accept the stop request
+//   hint=N     the wait hint in every status it reports (0 unless given)
 // When it reports running it sets the event "VarenTestService.<service name>", which
 // the test creates to learn that the start has completed.
 #include <windows.h>
 
+#include <cwchar>
 #include <string>
 
 namespace {
@@ -12,9 +20,29 @@ SERVICE_STATUS_HANDLE g_hStatus = nullptr;
 HANDLE g_hStopped = nullptr;
 HANDLE g_hDispatcher = nullptr;
 
-void Report(DWORD dwState) {
-    SERVICE_STATUS status = {SERVICE_WIN32_OWN_PROCESS, dwState, SERVICE_ACCEPT_STOP, 0, 0, 0, 0};
+bool Has(const wchar_t* szWord) {
+    return wcsstr(GetCommandLineW(), szWord) != nullptr;
+}
+
+void Report(DWORD dwState, DWORD dwCheckPoint = 0) {
+    const wchar_t* szHint = wcsstr(GetCommandLineW(), L"hint=");
+    SERVICE_STATUS status = {SERVICE_WIN32_OWN_PROCESS,
+                             dwState,
+                             Has(L"refuse") ? 0u : DWORD{SERVICE_ACCEPT_STOP},
+                             0,
+                             0,
+                             dwCheckPoint,
+                             szHint ? static_cast<DWORD>(wcstoul(szHint + 5, nullptr, 10)) : 0u};
     SetServiceStatus(g_hStatus, &status);
+}
+
+// Reports dwPending for uMs (for good when frozen). The sleep paces the service's own
+// progress; it is not a wait for the test.
+void Pend(DWORD dwPending, unsigned uMs) {
+    for (DWORD dwCheckPoint = 1; Has(L"frozen") || dwCheckPoint * 100 <= uMs; ++dwCheckPoint) {
+        Report(dwPending, Has(L"frozen") ? 1 : dwCheckPoint);
+        Sleep(100);
+    }
 }
 
 DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
@@ -23,9 +51,10 @@ DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
         DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(),
                         &g_hDispatcher, SYNCHRONIZE | THREAD_TERMINATE, FALSE, 0);
     }
-    // Only a stop or an interrogation reach it: it accepts no other control.
+    // Only a stop or an interrogation reach it: it accepts no other control. A slow
+    // stop is carried on by the service's main thread, so that the request is answered.
     if (dwControl == SERVICE_CONTROL_STOP) {
-        Report(SERVICE_STOPPED);
+        Report(Has(L"slowstop") ? SERVICE_STOP_PENDING : SERVICE_STOPPED);
         SetEvent(g_hStopped);
     }
     return NO_ERROR;
@@ -34,6 +63,9 @@ DWORD WINAPI HandleControl(DWORD dwControl, DWORD, void*, void*) {
 void WINAPI ServiceMain(DWORD cArgs, wchar_t** ppArgs) {
     const std::wstring strName = cArgs > 0 ? ppArgs[0] : L"";
     g_hStatus = RegisterServiceCtrlHandlerExW(strName.c_str(), HandleControl, nullptr);
+    if (Has(L"slowstart") || Has(L"frozen")) {
+        Pend(SERVICE_START_PENDING, 2500);
+    }
     Report(SERVICE_RUNNING);
     const std::wstring strEvent = L"VarenTestService." + strName;
     if (HANDLE hReady = OpenEventW(EVENT_MODIFY_STATE, FALSE, strEvent.c_str())) {
@@ -41,6 +73,10 @@ void WINAPI ServiceMain(DWORD cArgs, wchar_t** ppArgs) {
         CloseHandle(hReady);
     }
     WaitForSingleObject(g_hStopped, INFINITE);
+    if (Has(L"slowstop")) {
+        Pend(SERVICE_STOP_PENDING, 3000);
+        Report(SERVICE_STOPPED);
+    }
 }
 
 } // namespace
