@@ -45,6 +45,7 @@ target_link_libraries(cases_test PRIVATE varen_test_support GTest::gtest_main)
 target_compile_options(cases_test PRIVATE ${VAREN_WARNINGS})
 target_link_options(cases_test PRIVATE -static)
 add_dependencies(cases_test Varen_CA standin varen_service)
+configure_file(${CMAKE_SOURCE_DIR}/exports/Varen_CA.def ${CMAKE_BINARY_DIR}/Varen_CA.def COPYONLY)
 add_test(NAME cases COMMAND cases_test --gtest_filter=-Win7_*:Sweep_*)
 add_test(NAME cases_win7 COMMAND ${CMAKE_SOURCE_DIR}/scripts/wine-prefix win7 ${VAREN_WINEPREFIX}
     $<TARGET_FILE:cases_test> --gtest_filter=Win7_*)
