@@ -2,9 +2,7 @@
 // The first byte picks the check from kChecks; the rest is that check's input.
 #include "runtime/settings_file_text.h"
 #include "system/process_text.h"
-#include "system/registry_text.h"
 #include "system/removal_text.h"
-#include "system/service_text.h"
 #include "tasks/schtasks_text.h"
 
 #include <array>
@@ -56,23 +54,6 @@ void CheckCommandLines(const uint8_t* pData, size_t cbData) {
     }
 }
 
-// The parent folder and key path parsers.
-void CheckPaths(const uint8_t* pData, size_t cbData) {
-    for (const std::wstring& strText : SplitFields(pData, cbData)) {
-        // The parent: up to the last separator (with it after a bare drive); nothing without one.
-        const std::wstring strParent = GetParentFolder(strText);
-        const size_t iLast = strText.find_last_of(L"\\/");
-        Check(strText.starts_with(strParent));
-        Check(iLast == std::wstring::npos ? strParent.empty() : strParent.size() <= iLast + 1);
-        const KeyPathParts parts = SplitKeyPath(strText);
-        const bool fSingle = strText.find(L'\\') == std::wstring::npos;
-        Check(parts.strLeafPart.find(L'\\') == std::wstring::npos);
-        Check(fSingle ? parts.strKeyPart.empty() && parts.strLeafPart == strText
-                      : parts.strKeyPart + L"\\" + parts.strLeafPart == strText);
-        Check(IsSingleKeyName(strText) == (fSingle && !strText.empty()));
-    }
-}
-
 // A settings file (two bytes pick a name, another name and a value): an unedited
 // document writes back the same bytes, a set value reads back, a second set changes
 // nothing, and no other name's value, unknown line or encoding is disturbed.
@@ -104,8 +85,7 @@ void CheckSettingsFile(const uint8_t* pData, size_t cbData) {
 }
 
 // The seeds in corpus/text_fuzz/ start with their check's index here.
-constexpr void (*kChecks[])(const uint8_t*, size_t) = {CheckCommandLines, CheckPaths,
-                                                       CheckSettingsFile};
+constexpr void (*kChecks[])(const uint8_t*, size_t) = {CheckCommandLines, CheckSettingsFile};
 
 } // namespace
 
