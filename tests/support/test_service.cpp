@@ -26,13 +26,10 @@ bool Has(const wchar_t* szWord) {
 
 void Report(DWORD dwState, DWORD dwCheckPoint = 0) {
     const wchar_t* szHint = wcsstr(GetCommandLineW(), L"hint=");
-    SERVICE_STATUS status = {SERVICE_WIN32_OWN_PROCESS,
-                             dwState,
-                             Has(L"refuse") ? 0u : DWORD{SERVICE_ACCEPT_STOP},
-                             0,
-                             0,
-                             dwCheckPoint,
-                             szHint ? static_cast<DWORD>(wcstoul(szHint + 5, nullptr, 10)) : 0u};
+    const DWORD dwHint = szHint ? wcstoul(szHint + 5, nullptr, 10) : 0;
+    const DWORD dwAccepted = Has(L"refuse") ? 0 : SERVICE_ACCEPT_STOP;
+    SERVICE_STATUS status = {
+        SERVICE_WIN32_OWN_PROCESS, dwState, dwAccepted, 0, 0, dwCheckPoint, dwHint};
     SetServiceStatus(g_hStatus, &status);
 }
 
