@@ -70,6 +70,8 @@ const int kServices = Register({
     Delete("a service elsewhere is left alone",
            L"ServiceName=" + kTarget + L";DirectoryOfBinary=%CASE%\\Elsewhere",
            {kParent, L"\"" + kProgram + L"\" /run is not in directory %CASE%\\Elsewhere"}),
+    Delete("an empty name opens nothing", L"ServiceName=;DirectoryOfBinary=" + kFolder,
+           {L"Empty service name provided"}),
     {.szName = "runs the program with start and waits",
      .szAction = "StartA4Service",
      .before = {Str(N, L"SOFTWARE\\ORX\\A4", L"InstallDir", L"%CASE%\\A4\\"), Program(kA4Program)},
