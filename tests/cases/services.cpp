@@ -86,6 +86,12 @@ const int kServices = Register({
          {L"Service stopped successfully.\n"}, SERVICE_STOPPED),
     Stop("a refused stop is reported", L"refuse", SERVICE_RUNNING,
          {L"Error: ControlService failed.\n"}, SERVICE_RUNNING),
+    Stop("a stopped service is left alone", L"", SERVICE_STOPPED,
+         {L"Service is already stopped.\n"}, SERVICE_STOPPED),
+    // The stop takes 3 seconds, the routine's poll 6 (a tenth of the hint): one pending line
+    // when the session has started within the 3 seconds.
+    Stop("a stop already pending is awaited", L"slowstop hint=60000", SERVICE_STOP_PENDING,
+         {L"Service stop pending...\n", L"Service stopped successfully.\n"}, SERVICE_STOPPED),
 });
 
 } // namespace

@@ -191,6 +191,11 @@ void CreateTestService(const Item& item) {
         << "StartServiceW failed: " << GetLastError();
     EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(hRunning.get(), kSettleMs))
         << "the service did not run";
+    SERVICE_STATUS status = {};
+    if (item.dwState == SERVICE_STOP_PENDING) {
+        ASSERT_TRUE(ControlService(hService.get(), SERVICE_CONTROL_STOP, &status));
+        ASSERT_EQ(static_cast<DWORD>(SERVICE_STOP_PENDING), status.dwCurrentState);
+    }
 }
 
 // The service's state, or nullopt when there is no such service or it is stopped and

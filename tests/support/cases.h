@@ -98,10 +98,10 @@ inline Item Program(std::wstring strPath, unsigned uDelayMs = 0) {
 }
 // The service strName of the test service program (tests/support/test_service.cpp),
 // copied to strPath and registered with the binary path "<strPath>" strArguments, which
-// set its behaviour. Before the action it is in dwState (SERVICE_STOPPED or _RUNNING); in
-// .after, dwState is the state it must be in; in .gone, the service must no longer exist,
-// or be stopped and marked for deletion (it goes once its process has ended). Its program
-// file is not checked.
+// set its behaviour. Before the action it is in dwState (SERVICE_STOPPED, _RUNNING, or
+// _STOP_PENDING: running, then asked to stop); in .after, dwState is the state it must be
+// in; in .gone, the service must no longer exist, or be stopped and marked for deletion
+// (it goes once its process has ended). Its program file is not checked.
 inline Item Service(std::wstring strName, std::wstring strPath, std::wstring strArguments = L"",
                     DWORD dwState = SERVICE_STOPPED) {
     return {.kind = Item::Kind::Service,
