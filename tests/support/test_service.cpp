@@ -1,6 +1,7 @@
 // A Windows service whose behaviour the test sets with words among the arguments of its
-// configured binary path (CreateServiceW); other arguments are ignored (cases give some
-// to see them stripped):
+// configured binary path (CreateServiceW), looked for in the whole command line, so its
+// program path must not hold them; other arguments are ignored (cases give some to see
+// them stripped):
 //   (none)     starts at once, and stops at once when asked
 //   slowstart  stays start-pending for 2.5 seconds, its check point advancing every 100 ms
 //   frozen     stays start-pending for good, its check point never advancing
