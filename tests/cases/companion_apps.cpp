@@ -21,10 +21,9 @@ const Item kLocation = Str(N, kPNext, L"Location", L"%CASE%\\");
 const Item kLocation32 = Str(W, kPNext, L"Location", L"%CASE%\\W\\");
 // A test service's process runs as the settings application. It shows no window, so
 // for ShutDownVCC to ask it to close, shims show one top-level window of that process,
-// which stops the service when it gets WM_CLOSE, unless the case makes it stay.
+// whose answer to WM_CLOSE the case chooses.
 const Item kRunningSettings = Service(L"VarenSettings", kSettings, L"", SERVICE_RUNNING);
 const HWND kWindow = reinterpret_cast<HWND>(0x1234);
-bool g_fCloses = false;
 
 // The settings application's process; with fStop, stopped first.
 DWORD ReachSettings(bool fStop) {
@@ -52,22 +51,25 @@ DWORD WINAPI OwnWindowBySettings(HWND hWnd, DWORD* pdwProcess) {
     return 1;
 }
 
-BOOL WINAPI PostToSettings(HWND hWnd, UINT uMessage, WPARAM, LPARAM) {
-    if (hWnd == kWindow && uMessage == WM_CLOSE && g_fCloses) {
+// The application closes when asked.
+BOOL WINAPI CloseSettings(HWND hWnd, UINT uMessage, WPARAM, LPARAM) {
+    if (hWnd == kWindow && uMessage == WM_CLOSE) {
         ReachSettings(true);
     }
     return TRUE;
 }
 
-std::function<std::shared_ptr<void>(ActionSession&)> ShowSettings(bool fCloses) {
-    return [fCloses](ActionSession&) -> std::shared_ptr<void> {
-        g_fCloses = fCloses;
-        return std::make_shared<std::vector<std::shared_ptr<void>>>(std::vector{
-            Fault("user32.dll", "EnumWindows", reinterpret_cast<void*>(&ShowWindowOfSettings)),
-            Fault("user32.dll", "GetWindowThreadProcessId",
-                  reinterpret_cast<void*>(&OwnWindowBySettings)),
-            Fault("user32.dll", "PostMessageW", reinterpret_cast<void*>(&PostToSettings))});
-    };
+// The application takes the message and stays.
+BOOL WINAPI IgnoreMessage(HWND, UINT, WPARAM, LPARAM) {
+    return TRUE;
+}
+
+// The window shown to the action, with pfnPost for the messages posted to it.
+std::function<std::shared_ptr<void>(ActionSession&)>
+ShowSettings(BOOL(WINAPI* pfnPost)(HWND, UINT, WPARAM, LPARAM)) {
+    return Faulty({{"user32.dll", "EnumWindows", &ShowWindowOfSettings},
+                   {"user32.dll", "GetWindowThreadProcessId", &OwnWindowBySettings},
+                   {"user32.dll", "PostMessageW", pfnPost}});
 }
 
 const int kCompanionApps = Register({
@@ -92,7 +94,7 @@ const int kCompanionApps = Register({
                L"VAREN_CA ShutDownVCC asked VantorSettings.exe to close \n",
                L"VAREN_CA ShutDownVCC VantorSettings.exe closed \n"},
      .after = {Service(L"VarenSettings", kSettings)},
-     .arrange = ShowSettings(true)},
+     .arrange = ShowSettings(&CloseSettings)},
     {.szName = "asked to close, it stays: TaskKill after the wait",
      .szAction = "ShutDownVCC",
      .before = {kRunningSettings, Program(kTaskKill)},
@@ -100,7 +102,7 @@ const int kCompanionApps = Register({
                L"VAREN_CA ShutDownVCC asked VantorSettings.exe to close \n",
                L"VAREN_CA ShutDownVCC ending VantorSettings.exe with TaskKill \n"},
      .commands = {L"\"" + kTaskKill + L"\" /IM VantorSettings.exe /F"},
-     .arrange = ShowSettings(false)},
+     .arrange = ShowSettings(&IgnoreMessage)},
     {.szName = "a program of a longer name is not it",
      .szAction = "ShutDownVCC",
      .before = {Service(L"VarenSettingsX", L"%CASE%\\VantorSettingsX.exe", L"", SERVICE_RUNNING)},

@@ -52,15 +52,9 @@ const int kDriverSettings = Register({
      .lines = {kModeChange, L"Sleep(20000)", kModeChange,
                L"ChangeDisplaySettingsW(1024x768 32 bpp 60 Hz, fields 5C0000, size 220, flags 1)",
                L"VAREN_CA: DisplayModeChange completed.\n"},
-     .arrange =
-         [](ActionSession&) {
-             return std::make_shared<std::vector<std::shared_ptr<void>>>(
-                 std::vector{Fault("kernel32.dll", "Sleep", reinterpret_cast<void*>(&NoteSleep)),
-                             Fault("user32.dll", "EnumDisplaySettingsW",
-                                   reinterpret_cast<void*>(&ReportOtherMode)),
-                             Fault("user32.dll", "ChangeDisplaySettingsW",
-                                   reinterpret_cast<void*>(&NoteMode))});
-         }},
+     .arrange = Faulty({{"kernel32.dll", "Sleep", &NoteSleep},
+                        {"user32.dll", "EnumDisplaySettingsW", &ReportOtherMode},
+                        {"user32.dll", "ChangeDisplaySettingsW", &NoteMode}})},
     {.szName = "64-bit Windows: the 64-bit view only, over a value of another type",
      .szAction = "EnableAero",
      .before = {Dword(N, kRunOnce, L"EnableAero", 7), Str(NW, kRunOnce, L"Other", L"x.exe")},

@@ -82,7 +82,7 @@ Case SecuredUpdate() {
     c.lines.insert(c.lines.begin() + 2, L"D:(A;OICI;GA;;;SY)(A;OICI;GA;;;BA)(A;OICI;GA;;;CO)"
                                         L"(A;OICI;GXGWGR;;;IU), inheritable");
     c.szWine = "Wine's SDDL writer orders the rights GXGWGR where the library wrote GRGWGX";
-    c.arrange = Faulty("kernel32.dll", "CreateProcessW", &NoteSecurity);
+    c.arrange = Faulty({{"kernel32.dll", "CreateProcessW", &NoteSecurity}});
     return c;
 }
 

@@ -46,7 +46,7 @@ const int kSettingsFile = Register({
      .lines = {L"CustomActionData: %CASE%\\IM\\",
                L"VAREN_CA InstallManager.cfg could not be written, error 32: " + kCfg + L" \n"},
      .gone = {File(kCfg + L".new")},
-     .arrange = Faulty("kernel32.dll", "MoveFileExW", &RefuseMove)},
+     .arrange = Faulty({{"kernel32.dll", "MoveFileExW", &RefuseMove}})},
     {.szName = "no data: nothing to do, still 0",
      .szAction = "UpdateCfg",
      .lines = {L"CustomActionData: ",

@@ -151,7 +151,7 @@ const int kCases = Register({
                              L"</StartBoundary>\r\n  </Triggers>\r\n</Task>")},
      .commands =
          Commands(L"StartPNBM", L"%TEMP%StartPNBM.xml", kApp + L"\\pncmd.exe", L"benchmark"),
-     .arrange = Faulty("msvcrt.dll", "_time64", &FixedTime)},
+     .arrange = Faulty({{"msvcrt.dll", "_time64", &FixedTime}})},
     {.szName = "starts the logon task",
      .szAction = "LaunchPN",
      .before = {kSchtasks},
@@ -192,7 +192,7 @@ const int kCases = Register({
      .lines = {L"CustomActionData: " + kData, L"Task Name VarenOnDemand",
                L"Command to launch " + kCommand, L"Username Bob",
                L"Failed to call CoInitializeEx 0x8007000e"},
-     .arrange = Faulty("ole32.dll", "CoInitializeEx", &RefuseCom)},
+     .arrange = Faulty({{"ole32.dll", "CoInitializeEx", &RefuseCom}})},
     {.szName = "a record too short for a missing key: 1, nothing registered",
      .szAction = "CreateTriggerlessElevatedScheduleTask",
      .uReturn = 1,

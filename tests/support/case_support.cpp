@@ -723,9 +723,16 @@ int Register(std::vector<Case> newCases) {
     return static_cast<int>(Registered().size());
 }
 
-std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim) {
-    g_cFaultCalls = 0;
-    return PatchImport(g_hCaseModule, szDll, szFunction, pfnShim);
+std::function<std::shared_ptr<void>(ActionSession&)> Faulty(std::vector<Shim> shims) {
+    return [shims](ActionSession&) -> std::shared_ptr<void> {
+        g_cFaultCalls = 0;
+        auto pPatches = std::make_shared<std::vector<std::shared_ptr<void>>>();
+        for (const Shim& shim : shims) {
+            pPatches->push_back(
+                PatchImport(g_hCaseModule, shim.szDll, shim.szFunction, shim.pShim));
+        }
+        return pPatches;
+    };
 }
 
 void CountFault() {

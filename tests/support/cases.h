@@ -174,20 +174,22 @@ inline Case Removal(const char* szAction, const char* szName, std::optional<std:
 //   const int kRegistered = cases::Register({...});
 int Register(std::vector<Case> cases);
 
-// Points the loaded Varen_CA.dll's import szDll!szFunction at pfnShim for the
-// action's call (return it from Case::arrange). A shim must call CountFault(): a
-// case whose shim was never reached fails, so a patch into the wrong place cannot
-// pass silently.
-std::shared_ptr<void> Fault(const char* szDll, const char* szFunction, void* pfnShim);
-void CountFault();
+// A function that stands in for the import szDll!szFunction of the loaded Varen_CA.dll.
+struct Shim {
+    template <typename TShim>
+    Shim(const char* szDllName, const char* szFunctionName, TShim* pfnShim)
+        : szDll(szDllName), szFunction(szFunctionName), pShim(reinterpret_cast<void*>(pfnShim)) {}
+    const char* szDll;
+    const char* szFunction;
+    void* pShim;
+};
 
-// The arrange step that places one fault: .arrange = Faulty("msi.dll", "MsiViewExecute", &Shim).
-template <typename TShim>
-std::function<std::shared_ptr<void>(ActionSession&)>
-Faulty(const char* szDll, const char* szFunction, TShim* pfnShim) {
-    return
-        [=](ActionSession&) { return Fault(szDll, szFunction, reinterpret_cast<void*>(pfnShim)); };
-}
+// The arrange step that places shims for the action's call:
+//   .arrange = Faulty({{"msi.dll", "MsiViewExecute", &ShimFunction}}).
+// The shims must call CountFault(): a case whose shims were never reached fails, so a
+// patch into the wrong place cannot pass silently.
+std::function<std::shared_ptr<void>(ActionSession&)> Faulty(std::vector<Shim> shims);
+void CountFault();
 
 // Writes strText into the running case's session log as an INFO line: a shim shows
 // so when, and with what, the action called it among the action's own lines.
