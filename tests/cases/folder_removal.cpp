@@ -81,14 +81,12 @@ const std::wstring kCut = [] {
 }();
 
 std::vector<Case> FedToEachAction() {
-    // A value fed to each action, and whether it may remove the product folder named.
+    // A value fed to each action, and whether it may remove the product folder named. One
+    // system folder stands for the guard's list of them.
     const std::tuple<const char*, std::wstring, bool> rows[] = {
         {"empty", L"", false},
         {"relative", L"varen_rel", false},
         {"drive root", L"C:\\", false},
-        {"Windows folder", L"%WINDIR%", false},
-        {"System32", L"%SYSTEM%", false},
-        {"Program Files", L"%PROGRAMFILES%", false},
         {"ProgramData with a trailing separator", L"%PROGRAMDATA%\\", false},
         {"dot-dot part naming the products' parent", kProduct + L"\\..\\", false},
         {"260 characters cut to their parent", kCut + L"\\", false},
